@@ -1,0 +1,29 @@
+#pragma once
+
+// Small text routines that several windows and the profile share.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace mi {
+
+// Cuts `text` at each `separator` into `parts` (which grows, keeping earlier
+// elements) and returns the index of the last element, or -1 for an empty text
+// (then `parts` is left as it is). A separator at the very end gives no empty
+// last element; two separators in a row give an empty element.
+int16_t SplitText(std::string_view text, std::vector<std::string>& parts, char separator);
+
+// Replaces every occurrence of `find` (compared without regard to case) by
+// `replacement`, each search starting again at the beginning; returns the
+// number of replacements (capped at the 16-bit range). Nothing happens when
+// `replacement` equals `find` without regard to case, or `find` is empty, or
+// `replacement` contains `find` (it would never end).
+int16_t ReplaceAll(std::string& text, std::string_view find, std::string_view replacement);
+
+// Compares two texts without regard to case (ASCII letters).
+bool EqualsNoCase(std::string_view a, std::string_view b);
+bool StartsWithNoCase(std::string_view text, std::string_view prefix);
+
+}  // namespace mi

@@ -1,0 +1,50 @@
+#pragma once
+
+// The meter communication control as the module sees it: the nine methods it
+// uses, in the order of the control's interface. Every method sets `error`
+// (non-zero: the call failed). Implementations: the plug-in adapter (a shared
+// library with the C interface of meterimport/meterctl.h), the control that
+// stands in when no plug-in can be loaded (every call fails), and fakes in
+// tests.
+
+#include <cstdint>
+#include <string>
+
+#include "meter/raw_records.h"
+
+namespace mi {
+
+// The control's interface identifier, by which failing calls are named.
+inline constexpr const char* kMeterControlInterface = "{C8367F72-6040-11D3-8A53-00C04FC8C0E2}";
+// The class under which the control is registered.
+inline constexpr const char* kMeterControlClass = "{C8367F74-6040-11D3-8A53-00C04FC8C0E2}";
+
+class MeterControl {
+ public:
+  virtual ~MeterControl() = default;
+
+  // 1: number of drivers known to the control.
+  virtual void DriverCount(int16_t& count, int32_t& error) = 0;
+  // 2: driver `index` (1-based): its key and display name.
+  virtual void DriverEntry(int32_t index, std::string& key, std::string& name,
+                           int32_t& error) = 0;
+  // 3: identification item 1 to 12, as text.
+  virtual void InfoItem(int32_t item, std::string& value, int32_t& error) = 0;
+  // 6: opens the meter connection.
+  virtual void Connect(std::string& driver_key, int16_t port, std::string& connect_text,
+                       int32_t& error) = 0;
+  // 7: closes the connection.
+  virtual void Disconnect(int32_t& error) = 0;
+  // 35: makes `count` records of `kind` available (count preset 1680,
+  // position preset -1 by the caller).
+  virtual void ReadData(int16_t kind, int16_t& count, int32_t& position, int32_t constant1,
+                        int32_t progress_window, int32_t constant2, int32_t& error) = 0;
+  // 36: record `index` (1-based) of the last read.
+  virtual void GetDataRecord(int32_t index, RawMeterRecord& record, int32_t& error) = 0;
+  // 40: makes the second record set available.
+  virtual void ReadSecondSet(int16_t& count, int32_t progress_window, int32_t& error) = 0;
+  // 41: record `index` (1-based) of the second set.
+  virtual void GetSecondSetRecord(int32_t index, RawPumpRecord& record, int32_t& error) = 0;
+};
+
+}  // namespace mi
