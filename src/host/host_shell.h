@@ -1,0 +1,96 @@
+#pragma once
+
+// The spine of the module without its windows: the start-up from the command
+// line, the settings paths, the language module, the import folder, the
+// meter's names and remembered port (`Action`) and the end (`iFinished`).
+// The windows of the module and meterimport-batch both drive it.
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "common/language.h"
+#include "common/settings_store.h"
+#include "host/command_line.h"
+#include "host/host_context.h"
+#include "host/status_channel.h"
+
+namespace mi {
+
+inline constexpr const char* kMeterIdRequired = "MeterID required !";
+
+struct StartupResult {
+  // False: there is no meter number; `message` is to be shown and the module
+  // ends (iFinished true).
+  bool proceed = false;
+  std::string message;
+};
+
+struct ActionResult {
+  bool open_wizard = false;        // false when there is no import folder
+  std::optional<int> picture;      // the meter picture's number (MeterID + 100)
+};
+
+class HostShell {
+ public:
+  // `program_file` is the program's own path: its folder is AppPath and the
+  // default import folder, and the language catalogues are looked for beside it.
+  HostShell(SettingsStore& settings, std::filesystem::path program_file,
+            StatusChannel* status = nullptr);
+
+  // The load of the start-up window: splits the command line, derives the
+  // settings paths, creates the language module, finds the import folder and
+  // reads the meter number. Does not call Action.
+  StartupResult Load(std::string_view command_line);
+
+  // Picks the meter by `mode` (the MeterID): names, family, read mode, the
+  // description from "Desc", the remembered port from "COM", and the title.
+  ActionResult Action(int16_t mode);
+
+  // iFinished: stores the port in use as the meter's "COM" value; true also
+  // marks the module as finished (the windows then close and the process ends).
+  void SetFinished(bool finished);
+  bool finished() const { return finished_; }
+
+  // The status caption; every change is sent to the host.
+  void SetStatus(std::string caption);
+  const std::string& status() const { return status_; }
+
+  HostContext& context() { return context_; }
+  const HostContext& context() const { return context_; }
+  const CommandLine& command_line() const { return command_line_; }
+  const std::string& ProductKey() const { return product_key_; }
+  const std::string& RegRoot() const { return reg_root_; }
+  const std::string& ProfilesKey() const { return profiles_key_; }
+  const std::string& ModulesKey() const { return context_.ModulesKey; }
+  // The meter's settings key: ModulesKey + ModuleName.
+  std::string MeterKey() const { return context_.ModulesKey + context_.ModuleName; }
+  const LanguageModule* language() const { return language_.get(); }
+  // A text of the language module, or "" when there is none.
+  std::string Text(int32_t id, std::optional<std::string_view> argument = std::nullopt) const;
+  const std::string& title() const { return title_; }
+  SettingsStore& settings() { return settings_; }
+  const std::filesystem::path& program_file() const { return program_file_; }
+
+  // Identification item 3 of the meter read last, handed over by the transfer.
+  std::string meter_identification;
+
+ private:
+  SettingsStore& settings_;
+  std::filesystem::path program_file_;
+  StatusChannel* status_channel_;
+  CommandLine command_line_;
+  HostContext context_;
+  std::string product_key_;
+  std::string reg_root_;
+  std::string profiles_key_;
+  std::unique_ptr<LanguageModule> language_;
+  std::string status_;
+  std::string title_;
+  bool finished_ = false;
+};
+
+}  // namespace mi

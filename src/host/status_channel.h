@@ -1,0 +1,23 @@
+#pragma once
+
+// The one-way channel on which the host learns the module's status: every
+// change of the status caption is sent as "STATUS|" + caption.
+
+#include <string>
+#include <string_view>
+
+namespace mi {
+
+class StatusChannel {
+ public:
+  virtual ~StatusChannel() = default;
+  // Sends one command text; failures are the channel's own affair.
+  virtual void Execute(std::string_view command) = 0;
+};
+
+// The command for a caption, exactly: nothing after the caption.
+inline std::string StatusCommand(std::string_view caption) {
+  return "STATUS|" + std::string(caption);
+}
+
+}  // namespace mi
