@@ -1,0 +1,122 @@
+#include "wizard/port_probe.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/test_hives.h"
+
+namespace mi {
+namespace {
+
+constexpr const char* kMeter = "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
+
+// A pseudo-terminal whose follower side stands in for a serial port.
+class PseudoTerminal {
+ public:
+  PseudoTerminal() {
+    leader_ = posix_openpt(O_RDWR | O_NOCTTY);
+    if (leader_ >= 0 && grantpt(leader_) == 0 && unlockpt(leader_) == 0) {
+      path_ = ptsname(leader_);
+    }
+  }
+  ~PseudoTerminal() {
+    if (leader_ >= 0) close(leader_);
+  }
+  const std::string& path() const { return path_; }
+
+ private:
+  int leader_ = -1;
+  std::string path_;
+};
+
+class PortProbeTest : public ::testing::Test {
+ protected:
+  PortProbeTest() {
+    system.dev = hives.dir / "dev";
+    system.sys_tty = hives.dir / "sys";
+    system.lock_dirs = {hives.dir / "lock"};
+    std::filesystem::create_directories(system.dev);
+    std::filesystem::create_directories(hives.dir / "lock");
+  }
+  void MapPort(const std::string& device, const std::string& com) {
+    hives.SetMachineText(kSerialCommKey, device, com);
+  }
+
+  test::TestHives hives;
+  SerialSystem system;
+};
+
+TEST_F(PortProbeTest, DevicesComeInAStableOrderUsbFirst) {
+  for (const char* name : {"ttyS1", "ttyUSB10", "ttyS0", "ttyACM0", "ttyUSB2", "ttyUSBx", "tty"}) {
+    test::WriteFile(system.dev / name, "");
+  }
+  test::WriteFile(system.sys_tty / "ttyS0" / "type", "4\n");  // a real 16550A
+  test::WriteFile(system.sys_tty / "ttyS1" / "type", "0\n");  // nothing behind it
+  const auto devices = SystemSerialDevices(system);
+  std::vector<std::string> names;
+  for (const auto& d : devices) names.push_back(d.filename().string());
+  EXPECT_EQ(names, (std::vector<std::string>{"ttyUSB2", "ttyUSB10", "ttyACM0", "ttyS0"}));
+  EXPECT_EQ(PortDevice(hives.store, 2, system), system.dev / "ttyUSB10");
+  EXPECT_EQ(PortDevice(hives.store, 5, system), std::nullopt);
+  EXPECT_EQ(PortDevice(hives.store, 0, system), std::nullopt);
+}
+
+TEST_F(PortProbeTest, TheExplicitMapWins) {
+  test::WriteFile(system.dev / "ttyUSB0", "");
+  MapPort("/dev/serial/by-id/usb-Roche_cable", "com1");
+  EXPECT_EQ(PortDevice(hives.store, 1, system), "/dev/serial/by-id/usb-Roche_cable");
+}
+
+TEST_F(PortProbeTest, AFreePseudoTerminalIsAvailable) {
+  PseudoTerminal pty;
+  ASSERT_FALSE(pty.path().empty());
+  MapPort(pty.path(), "COM3");
+  EXPECT_TRUE(PortAvailable(hives.store, kMeter, 3, 0, system));
+  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 4, 0, system));  // no such port
+}
+
+TEST_F(PortProbeTest, APortHeldByAnotherProgramIsNotOffered) {
+  PseudoTerminal pty;
+  MapPort(pty.path(), "COM3");
+  const int holder = open(pty.path().c_str(), O_RDWR | O_NOCTTY);
+  ASSERT_GE(holder, 0);
+  ASSERT_EQ(flock(holder, LOCK_EX), 0);
+  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 3, 0, system));
+  close(holder);
+  EXPECT_TRUE(PortAvailable(hives.store, kMeter, 3, 0, system));
+}
+
+TEST_F(PortProbeTest, LockFilesOfLiveProcessesCountDeadOnesDoNot) {
+  PseudoTerminal pty;
+  MapPort(pty.path(), "COM3");
+  const std::string lock_name = "LCK.." + std::filesystem::path(pty.path()).filename().string();
+  test::WriteFile(hives.dir / "lock" / lock_name, "     " + std::to_string(getpid()) + "\n");
+  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 3, 0, system));
+
+  const pid_t child = fork();
+  if (child == 0) _exit(0);
+  waitpid(child, nullptr, 0);  // its number now belongs to no process
+  test::WriteFile(hives.dir / "lock" / lock_name, std::to_string(child) + "\n");
+  EXPECT_TRUE(PortAvailable(hives.store, kMeter, 3, 0, system));
+}
+
+TEST_F(PortProbeTest, WithTheTestSwitchedOffEveryPortIsOffered) {
+  hives.SetMachineText(kMeter, "TestPorts", "0");
+  EXPECT_TRUE(PortAvailable(hives.store, kMeter, 12, 0, system));
+  // Forcing, or having no meter key, always tests.
+  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 12, 1, system));
+  EXPECT_FALSE(PortAvailable(hives.store, "", 12, 0, system));
+  // Only the machine hive holds the switch; junk keeps the test on.
+  hives.SetMachineText(kMeter, "TestPorts", "off");
+  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 12, 0, system));
+  hives.SetMachineText(kMeter, "TestPorts", "1");
+  hives.SetUserText(kMeter, "TestPorts", "0");
+  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 12, 0, system));
+}
+
+}  // namespace
+}  // namespace mi
