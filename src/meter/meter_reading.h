@@ -1,0 +1,51 @@
+#pragma once
+
+// The reading itself, without windows: open the driver on the chosen port,
+// read the identification, decode every category the profile enables into
+// records, close the driver. The wizard's transfer step and meterimport-batch
+// both run it and then hand the records to the import package writer; the
+// two ways it can fail ("NOT INSTALLED", no connection) come back to the
+// caller, which shows them as it must.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "meter/meter_connection.h"
+#include "meter/raw_records.h"
+#include "meter/records.h"
+
+namespace mi {
+
+struct MeterProfile;
+
+enum class ReadingOutcome {
+  kRead,          // connected and read (with or without records)
+  kNotInstalled,  // the control does not list the driver
+  kNoConnection,  // no connection to the meter was made
+};
+
+struct ReadingRequest {
+  int16_t port = 0;             // the port to connect on (1 to 4 connect)
+  std::string driver_name;      // the meter's family, or the infrared key's driver
+  int32_t progress_window = 0;  // handed to the control's reads
+  std::vector<int16_t> laboratory_kinds;  // read in this order
+};
+
+struct ReadingResult {
+  ReadingOutcome outcome = ReadingOutcome::kNoConnection;
+  MeterInfo info;
+  DecodedRecords records;
+  // Run-time errors that ended a step early (a failing control call, a bad
+  // date, a value out of range); the reading went on after each.
+  std::vector<std::string> errors;
+};
+
+// The driver display name of a reading: the infrared key's when the user
+// chose it, otherwise the meter's family.
+std::string ReadingDriverName(const std::string& meter_family, bool use_ir_key);
+
+ReadingResult ReadMeter(MeterConnection& connection, const MeterProfile& profile,
+                        const ReadingRequest& request);
+
+}  // namespace mi
