@@ -4,6 +4,17 @@
 // `loadres`. A catalogue is UTF-8 text with lines "NUMBER=TEXT"; blank lines
 // and lines starting with ";" or "#" are ignored; "\n", "\t" and "\\" in TEXT
 // are a line break, a tab and a backslash; "%1" is where the argument goes.
+// A later line for the same number replaces an earlier one. A UTF-8 byte-order
+// mark at the start and CR LF line ends are allowed.
+//
+// Lines that are not right never stop the reading:
+// - no "=", or a number before "=" that is not 0..32767 written in decimal
+//   digits (blanks around it allowed): the line is passed over;
+// - an unknown escape such as "\q", or a "\" at the end of the line: kept as
+//   written, the rest of the line is used;
+// - text that is not valid UTF-8: kept as it is.
+// Each of these is noted in `problems` as "FILE:LINE: what". The text after
+// "=" is taken exactly, blanks included.
 
 #include <cstdint>
 #include <filesystem>
@@ -44,9 +55,12 @@ std::vector<std::filesystem::path> LanguageSearchFolders(const std::filesystem::
 
 // Creates the language module from the value "LanguageDLL" (already cleaned):
 // the object NAME + ".LanguageDLL" is the catalogue NAME.lng in the first
-// search folder that holds it. nullptr when the name is empty or no catalogue
-// is found or readable.
+// search folder that holds a readable one ("NAME.lng" as written, else a file
+// whose name matches without regard to case). nullptr when the name is empty
+// or would leave the folder ("/", ".", ".."), or no catalogue is found or
+// readable. Lines that do not parse are noted in `problems`.
 std::unique_ptr<LanguageModule> CreateLanguageModule(std::string_view language_dll,
-                                                     const std::filesystem::path& program_dir);
+                                                     const std::filesystem::path& program_dir,
+                                                     std::vector<std::string>* problems = nullptr);
 
 }  // namespace mi

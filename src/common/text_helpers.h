@@ -9,9 +9,9 @@
 
 namespace mi {
 
-// Cuts `text` at each `separator` into `parts` (which grows, keeping earlier
-// elements) and returns the index of the last element, or -1 for an empty text
-// (then `parts` is left as it is). A separator at the very end gives no empty
+// Cuts `text` at each `separator` into `parts` (which then holds exactly the
+// pieces, grown one at a time) and returns the index of the last element, or
+// -1 for an empty text (then `parts` is left as it is). A separator at the very end gives no empty
 // last element; two separators in a row give an empty element.
 int16_t SplitText(std::string_view text, std::vector<std::string>& parts, char separator);
 

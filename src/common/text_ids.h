@@ -1,0 +1,162 @@
+#pragma once
+
+// Every text number that the module fetches from the language module, with
+// what it is for. Each shipped catalogue holds all of `kAllTextIds`.
+//
+// Button texts are "caption|tooltip" (either half may be empty, the "|" with
+// the tool tip may be missing). "%1" marks where an argument goes.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace mi {
+
+// ---- Messages --------------------------------------------------------------
+
+// No connection to the meter could be made (message with the stop icon).
+inline constexpr int16_t kTextNoConnection = 642;
+// No port is checked on the port page: the user is asked to choose one.
+inline constexpr int16_t kTextChoosePort = 649;
+// The port cannot be opened; the code appends "COM:", the number and " ---> ".
+inline constexpr int16_t kTextPortCannotOpen = 1203;
+// No serial port could be found (plain message, OK only).
+inline constexpr int16_t kTextNoSerialPort = 1215;
+// Information about the USB driver; %1 = the driver's name.
+inline constexpr int16_t kTextUsbDriverInfo = 1256;
+
+// ---- Diary events ----------------------------------------------------------
+
+// The 30 diary events offered in the event-mapping combo boxes; item index i
+// (0..29) has text 800 + i, and 800 is "no event".
+inline constexpr int16_t kTextEventFirst = 800;
+inline constexpr int16_t kTextEventLast = 829;
+inline constexpr int kDiaryEventCount = kTextEventLast - kTextEventFirst + 1;
+constexpr int16_t EventTextId(int index) {
+  return static_cast<int16_t>(kTextEventFirst + index);
+}
+
+// ---- Status and wizard -----------------------------------------------------
+
+// The task title and first status; %1 = the meter's description.
+inline constexpr int16_t kTextImportTitle = 1201;
+// The wizard window's caption.
+inline constexpr int16_t kTextWizardCaption = 1257;
+// Introduction heading and text (lblintro).
+inline constexpr int16_t kTextIntroHeading = 1237;
+inline constexpr int16_t kTextIntro = 1238;
+// Instruction on the port page.
+inline constexpr int16_t kTextPortInstruction = 1239;
+// Hint to switch the meter on (lblOn).
+inline constexpr int16_t kTextSwitchOn = 1240;
+// Step guide while the transfer runs (lblStepGuide).
+inline constexpr int16_t kTextStepGuide = 1241;
+// Heading of the result screen.
+inline constexpr int16_t kTextResultHeading = 1242;
+// Caption of the setup area (frameSetup).
+inline constexpr int16_t kTextSetupFrame = 1243;
+// Captions of the result rows.
+inline constexpr int16_t kTextResultGlucose = 1244;
+inline constexpr int16_t kTextResultInsulin = 1245;
+inline constexpr int16_t kTextResultMeals = 1246;
+inline constexpr int16_t kTextResultExercise = 1247;
+inline constexpr int16_t kTextResultLaboratory = 1248;
+// "Meter:" caption before lblMeterID.
+inline constexpr int16_t kTextMeterCaption = 1249;
+// Status line while the meter's memory is read.
+inline constexpr int16_t kTextReading = 1255;
+// Caption of the infrared-key check box (chkUseIRKey).
+inline constexpr int16_t kTextIrKey = 1381;
+
+// ---- Buttons ("caption|tooltip") ---------------------------------------------
+
+inline constexpr int16_t kTextNext = 1250;       // cmdNext
+inline constexpr int16_t kTextCancel = 1251;     // cmdCancel
+inline constexpr int16_t kTextHelp = 1252;       // cmdHelp
+inline constexpr int16_t kTextSetup = 1253;      // cmdSetup
+inline constexpr int16_t kTextUsbInfo = 1254;    // cmdUSBInfo
+inline constexpr int16_t kTextResultNext = 908;  // cmdNext on the result screen
+
+// ---- Insulin types and the setup dialogs -------------------------------------
+
+// The own name of insulin type N (1..14) is text 1262 + N: 1..9 the premixes
+// 10/90 to 90/10, 10 regular, 11 NPH, 12 Lente, 13 Ultralente, 14 Humalog.
+inline constexpr int16_t kTextInsulinTypeBase = 1262;
+inline constexpr int kInsulinTypeCount = 14;
+inline constexpr int16_t kTextInsulinTypeFirst = kTextInsulinTypeBase + 1;
+inline constexpr int16_t kTextInsulinTypeLast = kTextInsulinTypeBase + kInsulinTypeCount;
+constexpr int16_t InsulinTypeTextId(int type) {
+  return static_cast<int16_t>(kTextInsulinTypeBase + type);
+}
+// Prefix of an insulin list line in the two-type setup dialogs (then N).
+inline constexpr int16_t kTextInsulinListPrefix = 1277;
+// Prompt (%1 = the type's own name) and title of the box that renames an insulin.
+inline constexpr int16_t kTextRenameInsulinPrompt = 1278;
+inline constexpr int16_t kTextRenameInsulinTitle = 1279;
+// Caption of the setup dialogs.
+inline constexpr int16_t kTextSetupCaption = 1280;
+
+namespace text_ids_detail {
+
+inline constexpr int16_t kSingleIds[] = {
+    kTextNoConnection,
+    kTextChoosePort,
+    kTextResultNext,
+    kTextImportTitle,
+    kTextPortCannotOpen,
+    kTextNoSerialPort,
+    kTextIntroHeading,
+    kTextIntro,
+    kTextPortInstruction,
+    kTextSwitchOn,
+    kTextStepGuide,
+    kTextResultHeading,
+    kTextSetupFrame,
+    kTextResultGlucose,
+    kTextResultInsulin,
+    kTextResultMeals,
+    kTextResultExercise,
+    kTextResultLaboratory,
+    kTextMeterCaption,
+    kTextNext,
+    kTextCancel,
+    kTextHelp,
+    kTextSetup,
+    kTextUsbInfo,
+    kTextReading,
+    kTextUsbDriverInfo,
+    kTextWizardCaption,
+    kTextInsulinListPrefix,
+    kTextRenameInsulinPrompt,
+    kTextRenameInsulinTitle,
+    kTextSetupCaption,
+    kTextIrKey,
+};
+
+inline constexpr size_t kCount =
+    std::size(kSingleIds) + static_cast<size_t>(kDiaryEventCount + kInsulinTypeCount);
+
+consteval std::array<int16_t, kCount> Build() {
+  std::array<int16_t, kCount> ids{};
+  size_t at = 0;
+  for (const int16_t id : kSingleIds) ids[at++] = id;
+  for (int i = 0; i < kDiaryEventCount; ++i) ids[at++] = EventTextId(i);
+  for (int n = 1; n <= kInsulinTypeCount; ++n) ids[at++] = InsulinTypeTextId(n);
+  // Ascending order, so that lists and reports read naturally.
+  for (size_t i = 1; i < kCount; ++i) {
+    for (size_t k = i; k > 0 && ids[k - 1] > ids[k]; --k) {
+      const int16_t swap = ids[k];
+      ids[k] = ids[k - 1];
+      ids[k - 1] = swap;
+    }
+  }
+  return ids;
+}
+
+}  // namespace text_ids_detail
+
+// Every text number above, ranges expanded, in ascending order.
+inline constexpr std::array<int16_t, text_ids_detail::kCount> kAllTextIds =
+    text_ids_detail::Build();
+
+}  // namespace mi
