@@ -1,0 +1,74 @@
+#pragma once
+
+// Registry export files (.reg): reading them into a list of changes to the
+// two settings roots, and writing keys with their values in the format that
+// the registry editor of version 5.00 uses (UTF-16LE with byte-order mark,
+// CR LF line ends).
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/hive.h"
+#include "common/settings_store.h"
+
+namespace mi {
+
+// A KEY as the user or a file names it: its root and the path below it.
+struct RootedKey {
+  Root root = Root::kUser;
+  std::string path;  // "" for the root itself
+};
+
+// Accepts HKLM, HKEY_LOCAL_MACHINE, HKCU and HKEY_CURRENT_USER (without
+// regard to case), alone or followed by "\" and the key path. nullopt for any
+// other root.
+std::optional<RootedKey> ParseRootedKey(std::string_view text);
+// "HKEY_LOCAL_MACHINE" or "HKEY_CURRENT_USER".
+std::string_view RootName(Root root);
+
+enum class RegFileFormat { kVersion5, kRegedit4 };
+
+// One step of an import, in the order of the file.
+struct RegChange {
+  enum class Kind { kCreateKey, kDeleteKey, kSetValue, kDeleteValue };
+  Kind kind = Kind::kCreateKey;
+  Root root = Root::kUser;
+  std::string key_path;
+  std::string name;  // "" = the default value
+  uint32_t type = kRegNone;
+  std::string data;  // as the hive keeps it (texts in UTF-8)
+  int line = 0;      // where it starts in the file
+};
+
+struct RegFile {
+  RegFileFormat format = RegFileFormat::kVersion5;
+  std::vector<RegChange> changes;
+};
+
+struct RegFileError {
+  int line = 0;
+  std::string message;
+};
+
+// Reads a whole file (its raw bytes). nullopt, with `error` filled, for the
+// first thing that is wrong; nothing is applied anywhere.
+std::optional<RegFile> ParseRegFile(std::string_view bytes, RegFileError* error);
+
+// One key to write, with its full name (root first) and its values.
+struct RegKeyDump {
+  std::string name;
+  std::vector<RegValue> values;
+};
+
+// The file's bytes for these keys, in this order. nullopt, with `error`
+// filled, when a key or value name holds a line break (a .reg file cannot
+// carry it).
+std::optional<std::string> FormatRegFile(const std::vector<RegKeyDump>& keys, std::string* error);
+
+// The line (or lines, continued with "\") of one value, without line end.
+std::string FormatRegValue(const RegValue& value);
+
+}  // namespace mi

@@ -1,0 +1,488 @@
+#include "app/meterimport-settings/settings_tool.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <ostream>
+
+#include "app/meterimport-settings/reg_file.h"
+#include "app/meterimport-settings/text_encoding.h"
+#include "common/text_helpers.h"
+
+namespace mi {
+namespace {
+
+constexpr const char* kProgram = "meterimport-settings: ";
+
+int Usage(std::ostream& err) {
+  PrintSettingsUsage(err);
+  return kToolUsage;
+}
+
+int Error(std::ostream& err, int status, const std::string& message) {
+  err << kProgram << message << "\n";
+  return status;
+}
+
+std::string KeyText(const RootedKey& key) {
+  std::string text(RootName(key.root));
+  for (const auto& part : SplitKeyPath(key.path)) text += "\\" + part;
+  return text;
+}
+
+std::filesystem::path HiveFile(const HivePaths& hives, Root root) {
+  return root == Root::kMachine ? hives.machine : hives.user;
+}
+
+// The KEY argument, or an error message for an unknown root.
+std::optional<RootedKey> KeyArgument(const std::string& text, std::ostream& err) {
+  auto key = ParseRootedKey(text);
+  if (!key) {
+    err << kProgram << "unknown root in '" << text
+        << "' (use HKLM\\, HKEY_LOCAL_MACHINE\\, HKCU\\ or HKEY_CURRENT_USER\\)\n";
+  }
+  return key;
+}
+
+std::string ValueName(const std::string& argument) {
+  return argument == "@" ? "" : argument;
+}
+std::string ShownName(const std::string& name) {
+  return name.empty() ? "@" : name;
+}
+
+// Decimal (also negative) or 0x hexadecimal, within 32 bits.
+std::optional<uint32_t> ParseDword(std::string_view text) {
+  int base = 10;
+  if (StartsWithNoCase(text, "0x")) {
+    text.remove_prefix(2);
+    base = 16;
+  }
+  if (text.empty() || (base == 16 && text.front() == '-')) return std::nullopt;
+  int64_t number = 0;
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+  if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  if (number < INT32_MIN || number > int64_t{UINT32_MAX}) return std::nullopt;
+  return static_cast<uint32_t>(number);
+}
+
+std::string Little32(uint32_t number) {
+  std::string bytes;
+  for (int i = 0; i < 4; ++i) bytes += static_cast<char>((number >> (8 * i)) & 0xFF);
+  return bytes;
+}
+
+bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& error) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    error = std::strerror(errno);
+    return false;
+  }
+  char buffer[65536];
+  bytes.clear();
+  while (true) {
+    const ssize_t n = ::read(fd, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      error = std::strerror(errno);
+      ::close(fd);
+      return false;
+    }
+    if (n == 0) break;
+    bytes.append(buffer, static_cast<size_t>(n));
+  }
+  ::close(fd);
+  return true;
+}
+
+bool WriteWholeFile(const std::string& path, std::string_view bytes, std::string& error) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) {
+    error = std::strerror(errno);
+    return false;
+  }
+  while (!bytes.empty()) {
+    const ssize_t n = ::write(fd, bytes.data(), bytes.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      error = std::strerror(errno);
+      ::close(fd);
+      return false;
+    }
+    bytes.remove_prefix(static_cast<size_t>(n));
+  }
+  if (::close(fd) != 0) {
+    error = std::strerror(errno);
+    return false;
+  }
+  return true;
+}
+
+std::string HexBytes(std::string_view bytes) {
+  std::string text = "hex:";
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    char item[4];
+    std::snprintf(item, sizeof item, "%02x", static_cast<unsigned char>(bytes[i]));
+    if (i > 0) text += ',';
+    text += item;
+  }
+  return text;
+}
+
+bool HasControlChars(std::string_view text) {
+  for (char c : text) {
+    if (static_cast<unsigned char>(c) < 0x20) return true;
+  }
+  return false;
+}
+
+std::string TypeName(uint32_t type) {
+  switch (type) {
+    case kRegNone:
+      return "REG_NONE";
+    case kRegSz:
+      return "REG_SZ";
+    case kRegExpandSz:
+      return "REG_EXPAND_SZ";
+    case kRegBinary:
+      return "REG_BINARY";
+    case kRegDword:
+      return "REG_DWORD";
+    case 5:
+      return "REG_DWORD_BIG_ENDIAN";
+    case 6:
+      return "REG_LINK";
+    case kRegMultiSz:
+      return "REG_MULTI_SZ";
+    case 11:
+      return "REG_QWORD";
+    default:
+      return "REG_TYPE_" + std::to_string(type);
+  }
+}
+
+// The data column of `list`: texts as they are, multi-texts as quoted items,
+// numbers in decimal and hexadecimal, anything else (or any text that would
+// not show on one line as it is) as hex: bytes.
+std::string ShownData(const RegValue& value) {
+  const std::string_view data = value.data;
+  if (value.type == kRegSz || value.type == kRegExpandSz) {
+    const std::string_view text = data.substr(0, data.empty() ? 0 : data.size() - 1);
+    if (!data.empty() && data.back() == '\0' && !HasControlChars(text) && IsValidUtf8(text)) {
+      return std::string(text);
+    }
+  } else if (value.type == kRegMultiSz) {
+    std::string_view items = data;
+    if (!items.empty() && items.back() == '\0') items.remove_suffix(1);
+    bool plain = data.size() > 0 && data.back() == '\0' && IsValidUtf8(items) &&
+                 (items.empty() || items.back() == '\0');
+    std::string shown;
+    while (plain && !items.empty()) {
+      const size_t end = items.find('\0');
+      const std::string_view item = items.substr(0, end);
+      plain = !HasControlChars(item);
+      if (!shown.empty()) shown += ',';
+      shown += '"';
+      for (char c : item) {
+        if (c == '"' || c == '\\') shown += '\\';
+        shown += c;
+      }
+      shown += '"';
+      items.remove_prefix(end + 1);
+    }
+    if (plain) return shown;
+  } else if (value.type == kRegDword && data.size() == 4) {
+    uint32_t number = 0;
+    for (int i = 3; i >= 0; --i) number = (number << 8) | static_cast<unsigned char>(data[i]);
+    char text[40];
+    std::snprintf(text, sizeof text, "%d (0x%08x)", static_cast<int32_t>(number), number);
+    return text;
+  }
+  return HexBytes(data);
+}
+
+// Applies the changes of one file, each hive in one transaction: any failure
+// rolls every hive back.
+bool ApplyChanges(const std::vector<RegChange>& changes, Hive& machine, Hive& user,
+                  std::string& error) {
+  Hive* hives[2] = {&machine, &user};
+  bool used[2] = {false, false};
+  for (const auto& change : changes) used[change.root == Root::kMachine ? 0 : 1] = true;
+  bool begun[2] = {false, false};
+  const auto rollback = [&] {
+    for (int i = 0; i < 2; ++i) {
+      if (begun[i]) hives[i]->Rollback();
+    }
+  };
+  for (int i = 0; i < 2; ++i) {
+    if (!used[i]) continue;
+    if (!hives[i]->Begin()) {
+      error = hives[i]->LastError();
+      rollback();
+      return false;
+    }
+    begun[i] = true;
+  }
+  for (const auto& change : changes) {
+    Hive& hive = change.root == Root::kMachine ? machine : user;
+    bool ok = true;
+    switch (change.kind) {
+      case RegChange::Kind::kCreateKey:
+        ok = hive.CreateKey(change.key_path).has_value();
+        break;
+      case RegChange::Kind::kDeleteKey:
+        ok = !hive.KeyExists(change.key_path) || hive.DeleteKey(change.key_path);
+        break;
+      case RegChange::Kind::kSetValue:
+        ok = hive.SetValue(change.key_path, change.name, change.type, change.data);
+        break;
+      case RegChange::Kind::kDeleteValue:
+        ok = !hive.GetValue(change.key_path, change.name) ||
+             hive.DeleteValue(change.key_path, change.name);
+        break;
+    }
+    if (!ok) {
+      error = hive.LastError() + " (line " + std::to_string(change.line) + ")";
+      rollback();
+      return false;
+    }
+  }
+  for (int i = 0; i < 2; ++i) {
+    if (!begun[i]) continue;
+    begun[i] = false;
+    if (!hives[i]->Commit()) {
+      error = hives[i]->LastError();
+      rollback();
+      return false;
+    }
+  }
+  return true;
+}
+
+// The key's names as stored (the user may have typed them in any case).
+std::string StoredKeyName(Hive& hive, const RootedKey& key) {
+  std::string name(RootName(key.root));
+  std::string path;
+  for (const auto& part : SplitKeyPath(key.path)) {
+    std::string stored = part;
+    if (auto subkeys = hive.SubKeys(path)) {
+      for (const auto& sub : *subkeys) {
+        if (EqualsNoCase(sub, part)) stored = sub;
+      }
+    }
+    path += (path.empty() ? "" : "\\") + stored;
+    name += "\\" + stored;
+  }
+  return name;
+}
+
+void CollectKeys(Hive& hive, const std::string& path, const std::string& name,
+                 std::vector<RegKeyDump>& keys) {
+  keys.push_back({name, hive.Values(path).value_or(std::vector<RegValue>{})});
+  for (const auto& sub : hive.SubKeys(path).value_or(std::vector<std::string>{})) {
+    CollectKeys(hive, path.empty() ? sub : path + "\\" + sub, name + "\\" + sub, keys);
+  }
+}
+
+}  // namespace
+
+void PrintSettingsUsage(std::ostream& out) {
+  out << "Usage: meterimport-settings COMMAND ...\n"
+         "Reads and changes the settings hives of the meter-import module.\n"
+         "\n"
+         "Commands:\n"
+         "  get KEY NAME       print a value as the module reads it (cleaned)\n"
+         "  set KEY NAME DATA [--type sz|expand_sz|dword]\n"
+         "                     store a value (sz, the default, as the module writes it;\n"
+         "                     dword: decimal, also negative, or 0x hexadecimal)\n"
+         "  delete KEY [NAME]  remove a key with everything below it, or one value\n"
+         "  list KEY           show the sub-keys as NAME\\ lines, then the values as\n"
+         "                     NAME<TAB>TYPE<TAB>DATA lines\n"
+         "  import FILE        apply a registry export file (.reg) as a whole\n"
+         "  export KEY FILE    write a key and everything below it as a .reg file\n"
+         "                     (version 5.00, UTF-16LE)\n"
+         "  --help             show this text\n"
+         "\n"
+         "KEY starts with its root: HKLM\\ or HKEY_LOCAL_MACHINE\\, HKCU\\ or\n"
+         "HKEY_CURRENT_USER\\. The NAME @ is the key's default value.\n"
+         "Hives: $METERIMPORT_MACHINE_HIVE (default /etc/meterimport/machine.hive) and\n"
+         "$METERIMPORT_USER_HIVE (default $XDG_CONFIG_HOME/meterimport/user.hive).\n"
+         "\n"
+         "Exit status:\n"
+         "  0  done\n"
+         "  1  get: the value is missing or empty after cleaning\n"
+         "  2  usage error, unknown root, bad --type or number\n"
+         "  3  no such key or value\n"
+         "  4  a file cannot be read or written\n"
+         "  5  a mistake in a .reg file (reported as FILE:LINE: reason)\n"
+         "  6  a hive cannot be written (nothing was changed)\n";
+}
+
+int SettingsGet(const ToolArgs& args, const HivePaths& hives, std::ostream& out,
+                std::ostream& err) {
+  if (args.size() != 2) return Usage(err);
+  auto key = KeyArgument(args[0], err);
+  if (!key) return kToolUsage;
+  SettingsStore store(hives);
+  std::string value;
+  store.ReadSetting(key->root, key->path, ValueName(args[1]), value);
+  if (value.empty()) return kToolNothingFound;
+  out << value << "\n";
+  return kToolOk;
+}
+
+int SettingsSet(const ToolArgs& args, const HivePaths& hives, std::ostream&, std::ostream& err) {
+  ToolArgs positional;
+  std::string type = "sz";
+  for (size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "--type") {
+      if (i + 1 >= args.size()) return Usage(err);
+      type = args[++i];
+    } else if (args[i].starts_with("--type=")) {
+      type = args[i].substr(7);
+    } else {
+      positional.push_back(args[i]);
+    }
+  }
+  if (positional.size() != 3) return Usage(err);
+  auto key = KeyArgument(positional[0], err);
+  if (!key) return kToolUsage;
+  const std::string name = ValueName(positional[1]);
+  const std::string& text = positional[2];
+
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
+  const auto cannot_write = [&] {
+    return Error(err, kToolHiveWrite, "cannot write " + KeyText(*key) + ": " + hive.LastError());
+  };
+  if (EqualsNoCase(type, "dword")) {
+    auto number = ParseDword(text);
+    if (!number) {
+      return Error(err, kToolUsage, "not a 32-bit number: '" + text + "'");
+    }
+    return hive.SetValue(key->path, name, kRegDword, Little32(*number)) ? kToolOk : cannot_write();
+  }
+  uint32_t reg_type;
+  if (EqualsNoCase(type, "sz")) {
+    reg_type = kRegSz;
+  } else if (EqualsNoCase(type, "expand_sz")) {
+    reg_type = kRegExpandSz;
+  } else {
+    return Error(err, kToolUsage, "unknown --type '" + type + "' (use sz, expand_sz or dword)");
+  }
+  // The settings store's writer, step for step: the key is created with the
+  // class "string" when missing, an empty text becomes one blank, and the
+  // stored length counts the closing NUL.
+  if (!hive.KeyExists(key->path) && !hive.CreateKey(key->path, "string")) return cannot_write();
+  std::string data = text.empty() ? std::string(" ") : text;
+  data.push_back('\0');
+  return hive.SetValue(key->path, name, reg_type, data) ? kToolOk : cannot_write();
+}
+
+int SettingsDelete(const ToolArgs& args, const HivePaths& hives, std::ostream&, std::ostream& err) {
+  if (args.size() != 1 && args.size() != 2) return Usage(err);
+  auto key = KeyArgument(args[0], err);
+  if (!key) return kToolUsage;
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
+  if (!hive.KeyExists(key->path))
+    return Error(err, kToolNoSuchKey, "no such key: " + KeyText(*key));
+  bool ok;
+  if (args.size() == 2) {
+    const std::string name = ValueName(args[1]);
+    if (!hive.GetValue(key->path, name)) {
+      return Error(err, kToolNoSuchKey,
+                   "no such value: " + ShownName(name) + " under " + KeyText(*key));
+    }
+    ok = hive.DeleteValue(key->path, name);
+  } else {
+    if (SplitKeyPath(key->path).empty()) {
+      return Error(err, kToolUsage, "a whole root cannot be deleted: " + KeyText(*key));
+    }
+    ok = hive.DeleteKey(key->path);
+  }
+  if (!ok)
+    return Error(err, kToolHiveWrite, "cannot write " + KeyText(*key) + ": " + hive.LastError());
+  return kToolOk;
+}
+
+int SettingsList(const ToolArgs& args, const HivePaths& hives, std::ostream& out,
+                 std::ostream& err) {
+  if (args.size() != 1) return Usage(err);
+  auto key = KeyArgument(args[0], err);
+  if (!key) return kToolUsage;
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadOnly);
+  auto subkeys = hive.SubKeys(key->path);
+  auto values = hive.Values(key->path);
+  if (!subkeys || !values) return Error(err, kToolNoSuchKey, "no such key: " + KeyText(*key));
+  for (const auto& sub : *subkeys) out << sub << "\\\n";
+  for (const auto& value : *values) {
+    out << ShownName(value.name) << '\t' << TypeName(value.type) << '\t' << ShownData(value)
+        << "\n";
+  }
+  return kToolOk;
+}
+
+int SettingsImport(const ToolArgs& args, const HivePaths& hives, std::ostream&, std::ostream& err) {
+  if (args.size() != 1) return Usage(err);
+  const std::string& file = args[0];
+  std::string bytes;
+  std::string error;
+  if (!ReadWholeFile(file, bytes, error)) {
+    return Error(err, kToolFileAccess, "cannot read " + file + ": " + error);
+  }
+  RegFileError bad;
+  auto parsed = ParseRegFile(bytes, &bad);
+  if (!parsed) {
+    err << file << ":" << bad.line << ": " << bad.message << "\n";
+    return kToolBadFile;
+  }
+  Hive machine(hives.machine, Hive::Mode::kReadWrite);
+  Hive user(hives.user, Hive::Mode::kReadWrite);
+  if (!ApplyChanges(parsed->changes, machine, user, error)) {
+    return Error(err, kToolHiveWrite, "nothing imported from " + file + ": " + error);
+  }
+  return kToolOk;
+}
+
+int SettingsExport(const ToolArgs& args, const HivePaths& hives, std::ostream&, std::ostream& err) {
+  if (args.size() != 2) return Usage(err);
+  auto key = KeyArgument(args[0], err);
+  if (!key) return kToolUsage;
+  const std::string& file = args[1];
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadOnly);
+  if (!hive.KeyExists(key->path))
+    return Error(err, kToolNoSuchKey, "no such key: " + KeyText(*key));
+  std::vector<RegKeyDump> keys;
+  CollectKeys(hive, key->path, StoredKeyName(hive, *key), keys);
+  std::string error;
+  auto bytes = FormatRegFile(keys, &error);
+  if (!bytes) return Error(err, kToolFileAccess, "cannot export " + KeyText(*key) + ": " + error);
+  if (!WriteWholeFile(file, *bytes, error)) {
+    return Error(err, kToolFileAccess, "cannot write " + file + ": " + error);
+  }
+  return kToolOk;
+}
+
+int RunSettingsTool(const ToolArgs& args, const HivePaths& hives, std::ostream& out,
+                    std::ostream& err) {
+  if (args.empty()) return Usage(err);
+  const std::string& command = args[0];
+  const ToolArgs rest(args.begin() + 1, args.end());
+  if (command == "--help" || command == "-h" || command == "help") {
+    PrintSettingsUsage(out);
+    return kToolOk;
+  }
+  if (command == "get") return SettingsGet(rest, hives, out, err);
+  if (command == "set") return SettingsSet(rest, hives, out, err);
+  if (command == "delete") return SettingsDelete(rest, hives, out, err);
+  if (command == "list") return SettingsList(rest, hives, out, err);
+  if (command == "import") return SettingsImport(rest, hives, out, err);
+  if (command == "export") return SettingsExport(rest, hives, out, err);
+  err << kProgram << "unknown command '" << command << "'\n";
+  return Usage(err);
+}
+
+}  // namespace mi
