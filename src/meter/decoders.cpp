@@ -1,0 +1,364 @@
+#include "meter/decoders.h"
+
+#include <cstdlib>
+#include <optional>
+
+#include "common/conversions.h"
+#include "meter/meter_date.h"
+#include "meter/meter_errors.h"
+
+namespace mi {
+namespace {
+
+// The factors of the mixed insulins 1 to 9 ("10/90" to "90/10"), written as
+// the decimal constants they are: index a gives a/10.
+constexpr double kMixFactor[10] = {0.0, 0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 0.8, 0.9};
+
+int16_t Checked16(std::optional<int16_t> value, const char* what) {
+  if (!value) throw DecodeRangeError(std::string("overflow: ") + what);
+  return *value;
+}
+
+// The date and the time of a raw entry, each alone.
+template <typename Record>
+void SetDateAndTime(Record& record, const RawMeterRecord& raw) {
+  record.date = MeterDateTime(raw.date, "");
+  record.time = MeterDateTime("", raw.time);
+}
+
+int16_t MeterType(MeterConnection& connection) {
+  return static_cast<int16_t>(connection.CurrentMeterModel());
+}
+
+// Runs a decoding routine; a run-time error ends it and gives `stopped()`.
+template <typename Body, typename Stopped>
+int32_t Guarded(std::string* error, Body body, Stopped stopped) {
+  try {
+    return body();
+  } catch (const MeterRunTimeError& e) {
+    if (error) *error = e.what();
+    return stopped();
+  }
+}
+
+// The upper bound of an array that grows by appending: its spare last
+// element, or 0 for an array that was never sized.
+size_t UpperBound(size_t size) {
+  return size == 0 ? 0 : size - 1;
+}
+
+}  // namespace
+
+int16_t MapEventCode(int32_t code, const EventMaps& events) {
+  const int32_t index = std::abs(code);
+  if (index >= static_cast<int32_t>(EventCodeTable::kSize)) {
+    throw DecodeRangeError("event code out of range: " + std::to_string(code));
+  }
+  if (code >= 0) return events.user[static_cast<size_t>(index)];
+  return *events.table.Lookup(index);
+}
+
+int16_t RecordEventCode(const RawMeterRecord& raw, const EventMaps& events) {
+  if (raw.Flag9() > 0) return 9;
+  if (raw.Marker() == 1) return 18;
+  if (raw.Marker() == 2) return 19;
+  for (int n = 0; n < 4; ++n) {
+    const int16_t event = MapEventCode(raw.RawEvent(n), events);
+    if (event != 0) return event;
+  }
+  return 0;
+}
+
+void SplitInsulinDose(InsulinRecord& record, double dose, int16_t slot_default,
+                      const InsulinDescriptions& descriptions) {
+  if (record.type_code == 0) record.type_code = slot_default;
+  const int16_t code = record.type_code;
+  record.i1 = dose;
+  record.i2 = 0;
+  record.rapid = kFalse;
+  if (code >= 1 && code <= 9) {
+    record.i1 = dose * kMixFactor[code];
+    record.i2 = dose * kMixFactor[10 - code];
+  } else if (code >= 11 && code <= 13) {
+    record.i1 = 0;
+    record.i2 = dose;
+  } else if (code == 14) {
+    record.rapid = kTrue;
+  }
+  // The split names the mixtures, "Normalinsulin (Regular)",
+  // "Verzögerungsinsulin (NPH)" and "Humalog" on its way, but the user's own
+  // name for the code always takes their place.
+  record.type = code >= 0 && static_cast<size_t>(code) < descriptions.size()
+                    ? descriptions[static_cast<size_t>(code)]
+                    : std::string();
+}
+
+int32_t DecodeGlucose(MeterConnection& connection, const EventMaps& events,
+                      std::vector<GlucoseRecord>& records, std::string* error) {
+  int32_t filled = 0;
+  return Guarded(
+      error,
+      [&]() -> int32_t {
+        std::vector<RawMeterRecord> raw;
+        const int16_t read = connection.ReadRawRecords(kMeterEntryKind, raw);
+        int32_t count = 0;
+        for (int32_t i = 0; i < read; ++i) count += raw[i].GlucoseStatus() != 3;
+        if (count == 0) return 0;
+        records.assign(static_cast<size_t>(count) + 1, GlucoseRecord{});
+        for (int32_t i = 0; i < read; ++i) {
+          const RawMeterRecord& entry = raw[i];
+          if (entry.GlucoseStatus() == 3) continue;
+          GlucoseRecord record;
+          SetDateAndTime(record, entry);
+          record.bg = Checked16(RoundToInt16(entry.Glucose()), "glucose value");
+          record.event = RecordEventCode(entry, events);
+          record.control = ToFlag(entry.ControlTest() != 0);
+          record.meter_type = MeterType(connection);
+          records[static_cast<size_t>(filled++)] = std::move(record);
+        }
+        return count;
+      },
+      [&] { return filled; });
+}
+
+int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
+                      const InsulinSlotDefaults& slot_defaults,
+                      const InsulinDescriptions& descriptions, std::vector<InsulinRecord>& records,
+                      std::string* error) {
+  int32_t filled = 0;
+  return Guarded(
+      error,
+      [&]() -> int32_t {
+        std::vector<RawMeterRecord> raw;
+        const int16_t read = connection.ReadRawRecords(kMeterEntryKind, raw);
+        // Counted over the doses that are not 0 but filled only for those
+        // above 0: a negative dose leaves an empty element at the end. The
+        // writers rely on the count, so this stays as it is.
+        int32_t count = 0;
+        for (int32_t i = 0; i < read; ++i) {
+          for (int slot = 0; slot < 4; ++slot) count += raw[i].Insulin(slot) != 0;
+        }
+        if (count == 0) return 0;
+        records.assign(static_cast<size_t>(count) + 1, InsulinRecord{});
+        for (int32_t i = 0; i < read; ++i) {
+          const RawMeterRecord& entry = raw[i];
+          for (int slot = 0; slot < 4; ++slot) {
+            const float dose = entry.Insulin(slot);
+            if (!(dose > 0)) continue;
+            InsulinRecord record;
+            SetDateAndTime(record, entry);
+            SplitInsulinDose(record, dose, slot_defaults[static_cast<size_t>(slot)], descriptions);
+            record.event = RecordEventCode(entry, events);
+            record.meter_type = MeterType(connection);
+            records[static_cast<size_t>(filled++)] = std::move(record);
+          }
+        }
+        return count;
+      },
+      [&] { return filled; });
+}
+
+int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions& descriptions,
+                          std::vector<InsulinRecord>& records, std::string* error) {
+  // The array grows before it is filled, so whether the routine ends early or
+  // not, its count is the array's size less the spare element.
+  auto count_now = [&] { return static_cast<int32_t>(UpperBound(records.size())); };
+  return Guarded(
+      error,
+      [&]() -> int32_t {
+        std::vector<PumpEntry> entries;
+        const int16_t read = connection.ReadPumpRecords(entries);
+        if (read <= 0) return count_now();
+        size_t next = UpperBound(records.size());
+        records.resize(next + static_cast<size_t>(read) + 1);
+        for (int32_t i = 1; i <= read; ++i) {
+          const PumpEntry& entry = entries[static_cast<size_t>(i)];
+          if (!(entry.amount > 0)) continue;
+          InsulinRecord record;
+          record.date = entry.date;
+          record.time = entry.time;
+          if (entry.type < INT16_MIN || entry.type > INT16_MAX) {
+            throw DecodeRangeError("overflow: pump insulin type " + std::to_string(entry.type));
+          }
+          // The entry's own type code, with no slot default behind a 0.
+          record.type_code = static_cast<int16_t>(entry.type);
+          SplitInsulinDose(record, entry.amount, 0, descriptions);
+          record.event = 0;
+          record.meter_type = MeterType(connection);
+          records[next++] = std::move(record);
+        }
+        return count_now();
+      },
+      count_now);
+}
+
+namespace {
+
+// BU as c / f, both as singles and divided in that precision.
+double BreadUnits(int16_t carbs, int16_t factor) {
+  if (factor == 0) throw DecodeRangeError("division by zero: bread-unit factor 0");
+  return static_cast<double>(static_cast<float>(carbs) / static_cast<float>(factor));
+}
+
+float Grams(int16_t carbs, int16_t factor) {
+  return static_cast<float>(Checked16(MultiplyInt16(carbs, factor), "carbohydrates"));
+}
+
+}  // namespace
+
+int32_t DecodeIntakes(MeterConnection& connection, const EventMaps& events, int16_t mode,
+                      int16_t bu_factor, std::vector<IntakeRecord>& records, std::string* error) {
+  int32_t filled = 0;
+  return Guarded(
+      error,
+      [&]() -> int32_t {
+        std::vector<RawMeterRecord> raw;
+        const int16_t read = connection.ReadRawRecords(kMeterEntryKind, raw);
+        int32_t count = 0;
+        for (int32_t i = 0; i < read; ++i) count += raw[i].Carbs() > 0;
+        if (count == 0) return 0;
+        records.assign(static_cast<size_t>(count) + 1, IntakeRecord{});
+        for (int32_t i = 0; i < read; ++i) {
+          const RawMeterRecord& entry = raw[i];
+          const int16_t carbs = entry.Carbs();
+          if (carbs <= 0) continue;
+          IntakeRecord record;
+          SetDateAndTime(record, entry);
+          // The amount is in grams when counting in grams (mode 1), in bread
+          // units when counting in bread units (0 or less), and in the unit
+          // the meter names when the mode follows the meter (2 or more).
+          const int32_t unit = entry.UnitCode();
+          if (mode == 1 || (mode >= 2 && unit == 1)) {
+            record.bu = BreadUnits(carbs, bu_factor);
+            record.carbo = carbs;
+          } else if (mode <= 0 || unit == 12) {
+            record.bu = carbs;
+            record.carbo = Grams(carbs, bu_factor);
+          } else {
+            record.bu = 0;
+            record.carbo = 0;
+          }
+          record.event = RecordEventCode(entry, events);
+          record.meter_type = MeterType(connection);
+          records[static_cast<size_t>(filled++)] = std::move(record);
+        }
+        return count;
+      },
+      [&] { return filled; });
+}
+
+int32_t DecodeExercise(MeterConnection& connection, const EventMaps& events,
+                       std::vector<ExerciseRecord>& records, std::string* error) {
+  int32_t filled = 0;
+  return Guarded(
+      error,
+      [&]() -> int32_t {
+        std::vector<RawMeterRecord> raw;
+        const int16_t read = connection.ReadRawRecords(kMeterEntryKind, raw);
+        int32_t count = 0;
+        for (int32_t i = 0; i < read; ++i) count += raw[i].Exercise() != 0;
+        if (count == 0) return 0;
+        records.assign(static_cast<size_t>(count) + 1, ExerciseRecord{});
+        for (int32_t i = 0; i < read; ++i) {
+          const RawMeterRecord& entry = raw[i];
+          if (entry.Exercise() == 0) continue;
+          ExerciseRecord record;
+          SetDateAndTime(record, entry);
+          record.minutes = entry.Minutes();
+          record.event = RecordEventCode(entry, events);
+          record.meter_type = MeterType(connection);
+          records[static_cast<size_t>(filled++)] = std::move(record);
+        }
+        return count;
+      },
+      [&] { return filled; });
+}
+
+namespace {
+
+// The laboratory kinds and the field each fills; the others fill none.
+enum LabKind : int16_t {
+  kKetones = 2,
+  kHbA1c = 3,
+  kTriglycerides = 5,
+  kCholesterol = 6,
+  kCreatinine = 9,
+  kLdl = 10,
+  kHdl = 16,
+  kAlbumin = 18,
+};
+
+// The ketone field of a record from a level number (1 negative ... 5 large):
+// false when the entry is to be dropped.
+bool SetKetones(LabRecord& record, float level, const KetoneDefaults& defaults) {
+  if (level <= 0) return false;
+  const auto index = RoundToInt16(static_cast<double>(level) - 1.0);
+  if (!index || *index < 0 || static_cast<size_t>(*index) >= defaults.size()) {
+    throw DecodeRangeError("ketone level out of range");
+  }
+  const float value = defaults[static_cast<size_t>(*index)];
+  if (value < 0) return false;
+  record.ket = value;
+  return true;
+}
+
+}  // namespace
+
+int32_t DecodeLaboratory(MeterConnection& connection, int16_t kind,
+                         const KetoneDefaults& ketone_defaults, std::vector<LabRecord>& records,
+                         std::string* error) {
+  int32_t filled = 0;
+  return Guarded(
+      error,
+      [&]() -> int32_t {
+        std::vector<RawMeterRecord> raw;
+        const int16_t read = connection.ReadRawRecords(kind, raw);
+        if (read < 1) return 0;
+        size_t next = UpperBound(records.size());
+        records.resize(next + static_cast<size_t>(read) + 1);
+        for (int32_t i = 0; i < read; ++i) {
+          const RawMeterRecord& entry = raw[i];
+          const float value = entry.Glucose();
+          LabRecord record;
+          SetDateAndTime(record, entry);
+          record.meter_type = MeterType(connection);
+          switch (kind) {
+            case kKetones:
+              if (!SetKetones(record, value, ketone_defaults)) {
+                records.pop_back();  // the entry is dropped: the array shrinks back by one
+                continue;
+              }
+              break;
+            case kHbA1c:
+              record.hbac = value;
+              break;
+            case kTriglycerides:
+              record.tri = value;
+              break;
+            case kCholesterol:
+              record.chol = Checked16(RoundToInt16(value), "cholesterol");
+              break;
+            case kCreatinine:
+              record.creat = Checked16(RoundToInt16(value), "creatinine");
+              break;
+            case kLdl:
+              record.ldl = Checked16(RoundToInt16(value), "LDL");
+              break;
+            case kHdl:
+              record.hdl = Checked16(RoundToInt16(value), "HDL");
+              break;
+            case kAlbumin:
+              record.albu = Checked16(RoundToInt16(value), "albumin");
+              break;
+            default:
+              break;  // kinds that fill no field: every value missing
+          }
+          records[next++] = std::move(record);
+          ++filled;
+        }
+        return read;
+      },
+      [&] { return filled; });
+}
+
+}  // namespace mi

@@ -1,0 +1,101 @@
+#pragma once
+
+// Decoding of the raw entries into the records of the import files, one
+// category at a time.
+//
+// Each category routine counts its qualifying entries (n), sizes its array to
+// n + 1 elements, fills elements 0 to n-1 in meter order and returns n; the
+// last element stays empty, and a count of 0 leaves the array untouched.
+//
+// A run-time error (a failing control call, a date text that does not
+// convert, an event code of 34 or more, a 16-bit overflow, a bread-unit
+// factor of 0 to divide by, a ketone level out of range) ends the routine at the failing record:
+// the array keeps its size and the records filled before; the failing record and those after it
+// stay empty. The routine then returns the number of elements it filled before the failing record
+// (for the laboratory: of this kind; the pump append: see there) and, when `error` is given, puts
+// the error's text there. Without an error, `error` is untouched.
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "meter/code_tables.h"
+#include "meter/meter_connection.h"
+#include "meter/raw_records.h"
+#include "meter/records.h"
+
+namespace mi {
+
+// The record kind of the meter's own entries (glucose, insulin, intakes,
+// exercise); laboratory kinds are 2 and up.
+inline constexpr int16_t kMeterEntryKind = 1;
+
+// How raw event codes become the host's events: codes of 0 and more through
+// the user's mapping ("Event1" to "Event33", index 0 unused), negative codes
+// by their absolute value through the event code table.
+struct EventMaps {
+  std::array<int16_t, EventCodeTable::kSize> user{};
+  EventCodeTable table;
+};
+
+// The user's insulin names by type code (0 to 16, of which 1 to 14 are set).
+using InsulinDescriptions = std::array<std::string, 17>;
+// The insulin type of each of the meter's four insulin slots (-1: none).
+using InsulinSlotDefaults = std::array<int16_t, 4>;
+// The values stored for ketone levels negative, trace, small, moderate, large
+// (and an unused sixth).
+using KetoneDefaults = std::array<float, 6>;
+
+// One raw event code mapped; throws DecodeRangeError when its absolute value
+// is 34 or more.
+int16_t MapEventCode(int32_t code, const EventMaps& events);
+
+// The event of a raw entry: 9 when flagged, 18 or 19 by the marker, else the
+// first of the raw codes 1 to 4 that maps to a non-zero event, else 0.
+int16_t RecordEventCode(const RawMeterRecord& raw, const EventMaps& events);
+
+// Splits `dose` into I1, I2 and RAPID by the record's type code and sets TYPE
+// from `descriptions`. A type code of 0 takes `slot_default`, which is written
+// back into the record. A code outside the description list gives an empty
+// TYPE.
+void SplitInsulinDose(InsulinRecord& record, double dose, int16_t slot_default,
+                      const InsulinDescriptions& descriptions);
+
+int32_t DecodeGlucose(MeterConnection& connection, const EventMaps& events,
+                      std::vector<GlucoseRecord>& records, std::string* error = nullptr);
+
+// The meter's insulin doses, one record per slot with a dose above 0. The
+// count is taken over the doses that are not 0, so a negative dose counts but
+// is not filled; the elements it stands for stay empty at the end.
+int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
+                      const InsulinSlotDefaults& slot_defaults,
+                      const InsulinDescriptions& descriptions, std::vector<InsulinRecord>& records,
+                      std::string* error = nullptr);
+
+// Appends the second record set (pump boluses) to the insulin array: the
+// array grows by the set's size, writing starts at its spare last element
+// (index 0 for an array that was never sized), one element per entry with an
+// amount above 0. Returns the array's count afterwards (its size less the
+// spare element; 0 for an array still never sized), also when a run-time
+// error ends it early, since the array has grown before it is filled.
+int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions& descriptions,
+                          std::vector<InsulinRecord>& records, std::string* error = nullptr);
+
+// Intakes: one record per entry with a carbohydrate amount above 0. `mode`
+// is the profile's counting mode, `bu_factor` its grams per bread unit.
+int32_t DecodeIntakes(MeterConnection& connection, const EventMaps& events, int16_t mode,
+                      int16_t bu_factor, std::vector<IntakeRecord>& records,
+                      std::string* error = nullptr);
+
+int32_t DecodeExercise(MeterConnection& connection, const EventMaps& events,
+                       std::vector<ExerciseRecord>& records, std::string* error = nullptr);
+
+// The raw records of laboratory kind `kind`, appended to `records` from its
+// spare last element on (index 0 for an array that was never sized). Returns
+// the number of raw records read; 0 leaves the array as it is.
+int32_t DecodeLaboratory(MeterConnection& connection, int16_t kind,
+                         const KetoneDefaults& ketone_defaults, std::vector<LabRecord>& records,
+                         std::string* error = nullptr);
+
+}  // namespace mi

@@ -1,0 +1,213 @@
+#include "meter/meter_connection.h"
+
+#include "meter/code_tables.h"
+#include "meter/meter_date.h"
+
+namespace mi {
+namespace {
+
+// The control's methods by their number in its interface.
+enum Method : int {
+  kDriverCount = 1,
+  kDriverEntry = 2,
+  kInfoItem = 3,
+  kConnect = 6,
+  kDisconnect = 7,
+  kReadData = 35,
+  kGetDataRecord = 36,
+  kReadSecondSet = 40,
+  kGetSecondSetRecord = 41,
+};
+
+// An identification item that arrives as text and is kept as a number; the
+// field keeps its value when the text is no number.
+void AssignNumber(int32_t& field, const std::string& text) {
+  if (auto number = ToInt32(text)) field = *number;
+}
+
+}  // namespace
+
+std::string_view MeterMethodName(int method) {
+  switch (method) {
+    case kDriverCount:
+      return "driver count";
+    case kDriverEntry:
+      return "driver entry";
+    case kInfoItem:
+      return "identification item";
+    case kConnect:
+      return "connect";
+    case kDisconnect:
+      return "disconnect";
+    case kReadData:
+      return "read data";
+    case kGetDataRecord:
+      return "get data record";
+    case kReadSecondSet:
+      return "read second set";
+    case kGetSecondSetRecord:
+      return "get second-set record";
+    default:
+      return "unknown method";
+  }
+}
+
+void MeterConnection::Check(int method) const {
+  if (error_ == 0) return;
+  throw MeterControlError(method, std::string(kMeterControlInterface) + " method " +
+                                      std::to_string(method) + " (" +
+                                      std::string(MeterMethodName(method)) + ") failed");
+}
+
+std::string MeterConnection::FindDriverKey(std::string_view display_name) {
+  int16_t count = 0;
+  error_ = 0;
+  control_.DriverCount(count, error_);
+  // The search runs while the flag stays clear: a control that cannot list
+  // its drivers lists none.
+  for (int32_t index = 1; error_ == 0 && index <= count; ++index) {
+    std::string key;
+    std::string name;
+    control_.DriverEntry(index, key, name, error_);
+    if (error_ == 0 && name == display_name) return key;
+  }
+  return std::string();
+}
+
+void MeterConnection::CloseMeterDriver() {
+  error_ = 0;
+  control_.Disconnect(error_);
+  connect_text_.clear();
+  cached_kind_ = 0;
+  Check(kDisconnect);
+}
+
+void MeterConnection::ConnectDriver(std::string_view display_name) {
+  CloseMeterDriver();
+  std::string key = FindDriverKey(display_name);
+  if (!display_name.empty() && key.empty()) return;
+  std::string text(display_name);
+  error_ = 0;
+  control_.Connect(key, port_, text, error_);
+  if (error_ == 0) connect_text_ = text;
+}
+
+std::string MeterConnection::OpenMeterDriver(int16_t port, std::string_view display_name,
+                                             int32_t progress_window) {
+  if (FindDriverKey(display_name).empty()) return kDriverNotInstalled;
+  progress_window_ = progress_window;
+  CloseMeterDriver();
+  if (port > 0 && port < 5) {
+    port_ = port;
+    ConnectDriver(display_name);
+  }
+  return connect_text_;
+}
+
+void MeterConnection::ReadMeterInfo(MeterInfo& info) {
+  for (int32_t item = 1; item <= 12; ++item) {
+    std::string value;
+    error_ = 0;
+    control_.InfoItem(item, value, error_);
+    Check(kInfoItem);
+    switch (item) {
+      case 1:
+        info.item1 = value;
+        break;
+      case 2:
+        info.item2 = value;
+        break;
+      case 3:
+        info.item3 = value;
+        break;
+      case 4:
+        info.model_code = value;
+        info.model_name = ModelNameFromCode(value);
+        info.host_meter_type = HostMeterType(value);
+        model_code_ = value;
+        break;
+      case 5:
+        AssignNumber(info.item5, value);
+        break;
+      case 6:
+        AssignNumber(info.item6, value);
+        break;
+      case 7:
+        AssignNumber(info.item7, value);
+        break;
+      case 8:
+        info.item8 = value;
+        break;
+      case 9:
+        AssignNumber(info.item9, value);
+        break;
+      case 10:
+        AssignNumber(info.item10, value);
+        break;
+      case 11:
+        AssignNumber(info.item11, value);
+        break;
+      case 12:
+        AssignNumber(info.item12, value);
+        break;
+    }
+  }
+}
+
+int16_t MeterConnection::ReadRawRecords(int16_t kind, std::vector<RawMeterRecord>& records) {
+  int16_t count = 0;
+  if (kind != cached_kind_) {
+    count = kReadCountPreset;
+    int32_t position = -1;
+    error_ = 0;
+    control_.ReadData(kind, count, position, 1, progress_window_, 1, error_);
+    if (error_ != 0) return 0;
+    cached_count_ = count;
+    cached_kind_ = kind;
+  } else {
+    count = cached_count_;
+  }
+  if (count >= 1) {
+    records.assign(static_cast<size_t>(count) + 1, RawMeterRecord{});
+    for (int32_t i = 1; i <= count; ++i) {
+      error_ = 0;
+      control_.GetDataRecord(i, records[static_cast<size_t>(i - 1)], error_);
+      Check(kGetDataRecord);
+    }
+  }
+  return count;
+}
+
+int16_t MeterConnection::ReadPumpRecords(std::vector<PumpEntry>& entries) {
+  int16_t count = 0;
+  error_ = 0;
+  control_.ReadSecondSet(count, progress_window_, error_);
+  if (error_ != 0 || count <= 0) return 0;
+  entries.assign(static_cast<size_t>(count) + 1, PumpEntry{});
+  for (int32_t i = 1; i <= count; ++i) {
+    RawPumpRecord raw;
+    error_ = 0;
+    control_.GetSecondSetRecord(i, raw, error_);
+    Check(kGetSecondSetRecord);
+    PumpEntry& entry = entries[static_cast<size_t>(i)];
+    entry.date_time = MeterDateTime(raw.date, raw.time);
+    entry.date = MeterDateTime(raw.date, "");
+    entry.time = MeterDateTime("", raw.time);
+    entry.type = raw.type;
+    entry.amount = raw.amount;
+  }
+  return count;
+}
+
+int32_t MeterConnection::CurrentMeterModel() {
+  if (model_code_.empty()) {
+    std::string code;
+    error_ = 0;
+    control_.InfoItem(4, code, error_);
+    Check(kInfoItem);
+    model_code_ = code;
+  }
+  return HostMeterType(model_code_);
+}
+
+}  // namespace mi

@@ -1,0 +1,108 @@
+#pragma once
+
+// The module's side of the meter communication control: choosing the driver,
+// connecting and disconnecting, reading the identification, and pulling the
+// two record sets out of the control, with the cache that lets the four
+// categories of kind 1 share one read of the meter.
+//
+// A control call that fails raises MeterControlError in the routine that made
+// it, unless that routine's own steps test the error flag: the driver search,
+// the connect call, and the reads that start a record set (methods 35 and 40)
+// follow their flag instead.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/conversions.h"
+#include "meter/meter_control.h"
+#include "meter/meter_errors.h"
+#include "meter/raw_records.h"
+
+namespace mi {
+
+// The result of OpenMeterDriver when the control does not list the driver.
+inline constexpr const char* kDriverNotInstalled = "NOT INSTALLED";
+
+// The preset count of a read of data (method 35): the most a meter holds.
+inline constexpr int16_t kReadCountPreset = 1680;
+
+// An entry of the second record set, its texts converted.
+struct PumpEntry {
+  DateValue date_time = 0;
+  DateValue date = 0;
+  DateValue time = 0;
+  int32_t type = 0;  // insulin type code
+  float amount = 0;  // units
+};
+
+class MeterConnection {
+ public:
+  // `control` is the one control of the process; it outlives the connection.
+  explicit MeterConnection(MeterControl& control) : control_(control) {}
+
+  // The key of the driver listed under `display_name`; empty text when the
+  // control lists none of that name (or cannot list its drivers).
+  std::string FindDriverKey(std::string_view display_name);
+
+  // Disconnects, empties the connect text and forgets the cached read. The
+  // state is cleared even when the disconnect fails; the failure is raised
+  // afterwards.
+  void CloseMeterDriver();
+
+  // Closes any connection and connects the driver of `display_name` on the
+  // stored port. Connects only when the name is empty or its driver is
+  // listed; the connect text is taken only when the connect succeeded.
+  void ConnectDriver(std::string_view display_name);
+
+  // "NOT INSTALLED" when the driver is not listed. Otherwise closes any old
+  // connection and, for a port of 1 to 4, connects; returns the connect text,
+  // empty when no connection was made.
+  std::string OpenMeterDriver(int16_t port, std::string_view display_name, int32_t progress_window);
+
+  // Identification items 1 to 12 with the model's name and host type. An
+  // integer item that is no number stays 0. The model code is kept.
+  void ReadMeterInfo(MeterInfo& info);
+
+  // The raw records of `kind` into `records` (sized to count + 1, the last
+  // element empty; untouched when the count is below 1). Kind 1 is read from
+  // the meter once and then served from the control until the connection is
+  // closed or another kind is read. A failed read gives 0.
+  int16_t ReadRawRecords(int16_t kind, std::vector<RawMeterRecord>& records);
+
+  // The second record set into `entries` (sized to count + 1, element 0
+  // empty); 0 when the read fails or the set is empty. Not cached.
+  int16_t ReadPumpRecords(std::vector<PumpEntry>& entries);
+
+  // The host meter type of the connected meter, fetching the model code from
+  // the control when it is not known yet.
+  int32_t CurrentMeterModel();
+
+  // The state, for the transfer and for tests.
+  int32_t error_flag() const { return error_; }
+  int32_t progress_window() const { return progress_window_; }
+  int16_t port() const { return port_; }
+  const std::string& connect_text() const { return connect_text_; }
+  int32_t cached_kind() const { return cached_kind_; }
+  int16_t cached_count() const { return cached_count_; }
+  const std::string& model_code() const { return model_code_; }
+
+ private:
+  // Raises MeterControlError for `method` when the error flag is set.
+  void Check(int method) const;
+
+  MeterControl& control_;
+  int32_t error_ = 0;
+  int32_t progress_window_ = 0;
+  int16_t port_ = 0;
+  std::string connect_text_;
+  int32_t cached_kind_ = 0;
+  int16_t cached_count_ = 0;
+  std::string model_code_;
+};
+
+// The name of a control method for messages ("get data record").
+std::string_view MeterMethodName(int method);
+
+}  // namespace mi

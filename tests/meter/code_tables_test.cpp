@@ -1,0 +1,69 @@
+#include "meter/code_tables.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace mi {
+namespace {
+
+TEST(CodeTables, InsulinKeywordsByCode) {
+  EXPECT_EQ(InsulinCodeName(0), "NONE");
+  EXPECT_EQ(InsulinCodeName(1), "10/90");
+  EXPECT_EQ(InsulinCodeName(9), "90/10");
+  EXPECT_EQ(InsulinCodeName(10), "REGULAR");
+  EXPECT_EQ(InsulinCodeName(13), "ULTRALENTE");
+  EXPECT_EQ(InsulinCodeName(14), "HUMALOG");
+  EXPECT_EQ(InsulinCodeName(15), "OTHER");
+  EXPECT_EQ(InsulinCodeName(16), "");
+  EXPECT_EQ(InsulinCodeName(-1), "");
+}
+
+TEST(CodeTables, ModelNamesAndHostTypes) {
+  struct Case {
+    const char* code;
+    const char* name;
+    int32_t host_type;
+  };
+  const Case cases[] = {
+      {"100", "Accu-Chek Advantage/ Accutrend Sensor", 12},
+      {"200", "Accu-Chek Complete/ Accutrend Sensor Complete", 13},
+      {"300", "Accu-Chek Easy", 0},
+      {"400", "Accu-Chek Instant DM/ Accutrend DM", 11},
+      {"500", "Accutrend G", 15},
+      {"501", "Accutrend GC", 15},
+      {"502", "Accutrend GCT", 0},  // named, but the host has no type for it
+      {"700", "Glucotrend Premium", 16},
+      {"701", "Glucotrend Bonamed", 0},
+      {"800", "Accu-Chek III/ Reflolux S", 14},
+      {"2100", "Glucotrend 3a", 0},
+      {" 200 ", "Accu-Chek Complete/ Accutrend Sensor Complete", 13},
+      {"150", "", 0},
+      {"", "", 0},
+      {"abc", "", 0},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(ModelNameFromCode(c.code), c.name) << c.code;
+    EXPECT_EQ(HostMeterType(c.code), c.host_type) << c.code;
+  }
+}
+
+TEST(CodeTables, EventTableTakesTheFirst34Entries) {
+  std::vector<int16_t> values(40);
+  for (size_t i = 0; i < values.size(); ++i) values[i] = static_cast<int16_t>(100 + i);
+  EventCodeTable table;
+  table.Fill(values);
+  EXPECT_EQ(table.Lookup(0), 100);
+  EXPECT_EQ(table.Lookup(33), 133);
+  EXPECT_EQ(table.Lookup(34), std::nullopt);
+  EXPECT_EQ(table.Lookup(-1), std::nullopt);
+
+  const std::vector<int16_t> shorter = {7, 8};
+  table.Fill(shorter);
+  EXPECT_EQ(table.Lookup(0), 7);
+  EXPECT_EQ(table.Lookup(1), 8);
+  EXPECT_EQ(table.Lookup(2), 102);  // beyond the shorter array: as it was
+}
+
+}  // namespace
+}  // namespace mi

@@ -1,0 +1,186 @@
+#pragma once
+
+// An in-memory meter communication control for tests and fuzzing: drivers,
+// identification items, record sets by kind and the second record set, with
+// a counter of calls and a failure switch per method, and the arguments of the
+// last read and connect kept for inspection.
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "meter/meter_control.h"
+#include "meter/raw_records.h"
+
+namespace mi::test {
+
+class FakeMeterControl : public MeterControl {
+ public:
+  struct Driver {
+    std::string key;
+    std::string name;
+  };
+
+  // The control's contents.
+  std::vector<Driver> drivers;
+  std::array<std::string, 12> info{};                      // items 1..12
+  std::map<int16_t, std::vector<RawMeterRecord>> records;  // by record kind
+  std::vector<RawPumpRecord> pump;
+  std::string connect_reply = "CONNECTED";  // the connect text given back
+
+  // Failure switches: a method listed here (by its number: 1, 2, 3, 6, 7, 35,
+  // 36, 40, 41) sets the error flag and does nothing else; `fail_all` fails
+  // every method. `fail_read_kinds` fails method 35 for those kinds only.
+  std::set<int> failing;
+  std::set<int16_t> fail_read_kinds;
+  bool fail_all = false;
+
+  // What was asked of the control.
+  std::map<int, int> calls;  // by method number
+  struct ReadArgs {
+    int16_t kind = 0;
+    int16_t count = 0;
+    int32_t position = 0;
+    int32_t constant1 = 0;
+    int32_t progress_window = 0;
+    int32_t constant2 = 0;
+  } last_read;
+  std::string last_connect_key;
+  std::string last_connect_text;
+  int16_t last_connect_port = 0;
+  int32_t last_second_set_window = 0;
+  bool connected = false;
+
+  int Calls(int method) const {
+    auto it = calls.find(method);
+    return it == calls.end() ? 0 : it->second;
+  }
+
+  // Convenience for building a control.
+  void AddDriver(std::string key, std::string name) {
+    drivers.push_back({std::move(key), std::move(name)});
+  }
+  void SetModel(std::string code) { info[3] = std::move(code); }
+
+  void DriverCount(int16_t& count, int32_t& error) override {
+    if (Begin(1, error)) return;
+    count = static_cast<int16_t>(drivers.size());
+  }
+  void DriverEntry(int32_t index, std::string& key, std::string& name, int32_t& error) override {
+    if (Begin(2, error)) return;
+    if (index < 1 || index > static_cast<int32_t>(drivers.size())) {
+      error = 1;
+      return;
+    }
+    key = drivers[static_cast<size_t>(index - 1)].key;
+    name = drivers[static_cast<size_t>(index - 1)].name;
+  }
+  void InfoItem(int32_t item, std::string& value, int32_t& error) override {
+    if (Begin(3, error)) return;
+    if (item < 1 || item > 12) {
+      error = 1;
+      return;
+    }
+    value = info[static_cast<size_t>(item - 1)];
+  }
+  void Connect(std::string& driver_key, int16_t port, std::string& connect_text,
+               int32_t& error) override {
+    if (Begin(6, error)) return;
+    last_connect_key = driver_key;
+    last_connect_text = connect_text;
+    last_connect_port = port;
+    connect_text = connect_reply;
+    connected = true;
+  }
+  void Disconnect(int32_t& error) override {
+    if (Begin(7, error)) return;
+    connected = false;
+  }
+  void ReadData(int16_t kind, int16_t& count, int32_t& position, int32_t constant1,
+                int32_t progress_window, int32_t constant2, int32_t& error) override {
+    last_read = {kind, count, position, constant1, progress_window, constant2};
+    if (Begin(35, error)) return;
+    if (fail_read_kinds.count(kind)) {
+      error = 1;
+      return;
+    }
+    read_kind_ = kind;
+    auto it = records.find(kind);
+    count = it == records.end() ? 0 : static_cast<int16_t>(it->second.size());
+  }
+  void GetDataRecord(int32_t index, RawMeterRecord& record, int32_t& error) override {
+    if (Begin(36, error)) return;
+    auto it = records.find(read_kind_);
+    if (it == records.end() || index < 1 || index > static_cast<int32_t>(it->second.size())) {
+      error = 1;
+      return;
+    }
+    record = it->second[static_cast<size_t>(index - 1)];
+  }
+  void ReadSecondSet(int16_t& count, int32_t progress_window, int32_t& error) override {
+    last_second_set_window = progress_window;
+    if (Begin(40, error)) return;
+    count = static_cast<int16_t>(pump.size());
+  }
+  void GetSecondSetRecord(int32_t index, RawPumpRecord& record, int32_t& error) override {
+    if (Begin(41, error)) return;
+    if (index < 1 || index > static_cast<int32_t>(pump.size())) {
+      error = 1;
+      return;
+    }
+    record = pump[static_cast<size_t>(index - 1)];
+  }
+
+ private:
+  // Counts the call and sets the flag; true when the call is to fail.
+  bool Begin(int method, int32_t& error) {
+    ++calls[method];
+    error = (fail_all || failing.count(method)) ? 1 : 0;
+    return error != 0;
+  }
+
+  int16_t read_kind_ = 0;
+};
+
+// A raw entry of the meter's memory, built field by field.
+class RawEntry {
+ public:
+  RawEntry(std::string date = "20040203", std::string time = "140509") {
+    raw_.date = std::move(date);
+    raw_.time = std::move(time);
+  }
+  RawEntry& Glucose(float value) { return Put<float>(8, value); }
+  RawEntry& Status(int16_t value) { return Put<int16_t>(12, value); }
+  RawEntry& ControlTest(int16_t value) { return Put<int16_t>(14, value); }
+  RawEntry& Flag9(int16_t value) { return Put<int16_t>(16, value); }
+  RawEntry& Insulin(int slot, float dose) {  // slot 1..4
+    return Put<float>(20 + 4 * static_cast<size_t>(slot - 1), dose);
+  }
+  RawEntry& Marker(int16_t value) { return Put<int16_t>(48, value); }
+  RawEntry& Carbs(int16_t value) { return Put<int16_t>(50, value); }
+  RawEntry& Exercise(int16_t flag, int16_t minutes) {
+    Put<int16_t>(58, flag);
+    return Put<int16_t>(60, minutes);
+  }
+  RawEntry& Event(int n, int16_t code) {  // n = 1..4
+    return Put<int16_t>(62 + 2 * static_cast<size_t>(n - 1), code);
+  }
+  RawEntry& Unit(int16_t code) { return Put<int32_t>(72, int32_t{code} * 65536); }
+
+  operator RawMeterRecord() const { return raw_; }
+  const RawMeterRecord& raw() const { return raw_; }
+
+ private:
+  template <typename T>
+  RawEntry& Put(size_t offset, T value) {
+    raw_.Put<T>(offset, value);
+    return *this;
+  }
+  RawMeterRecord raw_;
+};
+
+}  // namespace mi::test

@@ -1,0 +1,163 @@
+#include "wizard/meter_profile.h"
+
+#include <gtest/gtest.h>
+
+#include "common/language.h"
+#include "support/test_hives.h"
+
+namespace mi {
+namespace {
+
+constexpr const char* kKey = "SOFTWARE\\Kestrelsoft\\Diary\\modules\\AccuChekComplete";
+
+class MeterProfileTest : public ::testing::Test {
+ protected:
+  MeterProfile Load(int16_t model = 18, const LanguageModule* language = nullptr,
+                    char separator = '.') {
+    return LoadMeterProfile(hives.store, kKey, language, model, hives.dir / "bin/meterimport",
+                            separator);
+  }
+  void InstallIrKeyDriver() { hives.SetMachineText(kIrKeyDriverKey, "driver", "rdcom32.dll"); }
+  test::TestHives hives;
+};
+
+TEST_F(MeterProfileTest, NoValuesGiveTheDefaults) {
+  const MeterProfile p = Load(17);
+  EXPECT_EQ(p.meterOn, 0);
+  EXPECT_EQ(p.createSingleFile, 0);
+  EXPECT_FALSE(p.frameSetupVisible);
+  EXPECT_EQ(p.available, (std::array<int16_t, 6>{-1, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(p.defaultTypeInsulin, (std::array<int16_t, 4>{-1, -1, -1, -1}));
+  for (const std::string& name : p.descInsulin) EXPECT_EQ(name, "");
+  EXPECT_EQ(p.ketoneDefaults, (std::array<float, 6>{}));
+  EXPECT_EQ(p.buConversionFactor, 1);
+  EXPECT_EQ(p.buFactor, 12);
+  EXPECT_EQ(p.getLabData, "");
+  for (int16_t event : p.events) EXPECT_EQ(event, 0);
+  EXPECT_FALSE(p.irKeyVisible);
+  EXPECT_FALSE(p.helpFilePresent);
+}
+
+TEST_F(MeterProfileTest, UserValuesOverrideMachineValues) {
+  hives.SetMachineText(kKey, "Glucose_Available", "-1");
+  hives.SetUserText(kKey, "Glucose_Available", "0");
+  hives.SetMachineText(kKey, "InsulinPumpData_Available", "1");  // read by absolute value
+  hives.SetMachineText(kKey, "LabData_Available", "-1");
+  hives.SetUserText(kKey, "DefaultTypeInsulin2", "14");
+  hives.SetMachineText(kKey, "Event33", "12");
+  hives.SetUserText(kKey, "Event1", "5");
+  hives.SetUserText(kKey, "GetLabData", "3, 6");
+  const MeterProfile p = Load();
+  EXPECT_EQ(p.available[kCategoryGlucose], 0);
+  EXPECT_EQ(p.available[kCategoryPump], -1);
+  EXPECT_EQ(p.available[kCategoryLaboratory], -1);
+  EXPECT_EQ(p.available[kCategoryIntakes], 0);
+  EXPECT_EQ(p.defaultTypeInsulin[2], 14);
+  EXPECT_EQ(p.defaultTypeInsulin[3], -1);
+  EXPECT_EQ(p.events[1], 5);
+  EXPECT_EQ(p.events[33], 12);
+  EXPECT_EQ(p.getLabData, "3, 6");
+}
+
+TEST_F(MeterProfileTest, MachineOnlyValuesIgnoreTheUserHive) {
+  hives.SetUserText(kKey, "Create_SingleFile", "-1");
+  hives.SetUserText(kKey, "Meter_SetOn", "-1");
+  hives.SetUserText(kKey, "Configure_Meter", "-1");
+  MeterProfile p = Load();
+  EXPECT_EQ(p.createSingleFile, 0);
+  EXPECT_EQ(p.meterOn, 0);
+  EXPECT_FALSE(p.frameSetupVisible);
+
+  hives.SetMachineText(kKey, "Create_SingleFile", "-1");
+  hives.SetMachineText(kKey, "Configure_Meter", "1");
+  p = Load();
+  EXPECT_EQ(p.createSingleFile, -1);
+  EXPECT_TRUE(p.frameSetupVisible);
+}
+
+TEST_F(MeterProfileTest, KetoneDefaultsWithCommaOrPoint) {
+  hives.SetMachineText(kKey, "DefaultKetones_SPUR", "0,5");
+  hives.SetUserText(kKey, "DefaultKetones_klein", "1.5");
+  hives.SetUserText(kKey, "DefaultKetones_gross", "viel");
+  for (char separator : {'.', ','}) {
+    const MeterProfile p = Load(18, nullptr, separator);
+    EXPECT_FLOAT_EQ(p.ketoneDefaults[0], 0);
+    EXPECT_FLOAT_EQ(p.ketoneDefaults[1], 0.5f);
+    EXPECT_FLOAT_EQ(p.ketoneDefaults[2], 1.5f);
+    EXPECT_FLOAT_EQ(p.ketoneDefaults[4], 0);  // does not convert: stays 0
+  }
+}
+
+TEST_F(MeterProfileTest, AValueThatDoesNotConvertKeepsThePreviousValue) {
+  MeterProfile p;
+  p.buFactor = 10;
+  p.ketoneDefaults[3] = 9;
+  hives.SetUserText(kKey, "BUFactor", "zwölf");
+  hives.SetUserText(kKey, "BUConversionFactor", "99999");  // beyond 16 bits
+  hives.SetUserText(kKey, "Event7", "x");
+  p.events[7] = 3;
+  LoadMeterProfile(p, hives.store, kKey, nullptr, 18, "");
+  EXPECT_EQ(p.buFactor, 10);
+  EXPECT_EQ(p.buConversionFactor, 0);
+  EXPECT_EQ(p.events[7], 3);
+  EXPECT_FLOAT_EQ(p.ketoneDefaults[3], 0);  // ketones start from 0 on each load
+}
+
+TEST_F(MeterProfileTest, InsulinNamesDefaultToTheLanguageTexts) {
+  const LanguageModule language = LanguageModule::Parse("1263=Regular\n1276=Humalog\n1381=IR-Key");
+  hives.SetMachineText(kKey, "Desc_Insulin14", "Lispro");
+  hives.SetUserText(kKey, "Desc_Insulin2", "Protaphan");
+  const MeterProfile p = Load(18, &language);
+  EXPECT_EQ(p.descInsulin[1], "Regular");
+  EXPECT_EQ(p.descInsulin[2], "Protaphan");
+  EXPECT_EQ(p.descInsulin[14], "Lispro");
+  EXPECT_EQ(p.descInsulin[0], "");
+  EXPECT_EQ(p.descInsulin[15], "");
+}
+
+TEST_F(MeterProfileTest, IrKeyOnlyForItsModelsWithTheDriverInstalled) {
+  hives.SetUserText(kKey, "UseIRKey", "1");
+  EXPECT_FALSE(Load(17).irKeyVisible);  // no driver yet
+
+  InstallIrKeyDriver();
+  for (int16_t model : {12, 17, 49}) {
+    const MeterProfile p = Load(model);
+    EXPECT_TRUE(p.irKeyVisible) << model;
+    EXPECT_EQ(p.irKeyValue, 1) << model;
+    EXPECT_EQ(p.irKeyCaption, "Accu-Chek IR Key") << model;
+  }
+  for (int16_t model : {18, 0, 13}) EXPECT_FALSE(Load(model).irKeyVisible) << model;
+
+  const LanguageModule language = LanguageModule::Parse("1381=Infrarot-Schlüssel");
+  EXPECT_EQ(Load(17, &language).irKeyCaption, "Infrarot-Schlüssel");
+}
+
+TEST_F(MeterProfileTest, UseIrKeyIsReadFromTheUserHiveOnly) {
+  InstallIrKeyDriver();
+  hives.SetMachineText(kKey, "UseIRKey", "1");
+  MeterProfile p;
+  p.irKeyValue = 1;
+  LoadMeterProfile(p, hives.store, kKey, nullptr, 17, "");
+  EXPECT_TRUE(p.irKeyVisible);
+  EXPECT_EQ(p.irKeyValue, 0);  // cleared, and nothing in the user hive
+}
+
+TEST_F(MeterProfileTest, HelpFileIsTheProgramNameWithHtmlBesideIt) {
+  EXPECT_FALSE(Load().helpFilePresent);
+  test::WriteFile(hives.dir / "bin/meterimport.html", "<html></html>");
+  const MeterProfile p = Load();
+  EXPECT_TRUE(p.helpFilePresent);
+  EXPECT_EQ(p.helpFile, hives.dir / "bin/meterimport.html");
+}
+
+TEST(LaboratoryKinds, NumbersOrTheDefaultList) {
+  const std::vector<int16_t> defaults = {2, 3, 5, 6, 9, 10, 16, 18};
+  EXPECT_EQ(LaboratoryKinds(""), defaults);
+  EXPECT_EQ(LaboratoryKinds("none"), defaults);
+  EXPECT_EQ(LaboratoryKinds("3"), (std::vector<int16_t>{3}));
+  EXPECT_EQ(LaboratoryKinds("2,3;5 6  ,,9"), (std::vector<int16_t>{2, 3, 5, 6, 9}));
+  EXPECT_EQ(LaboratoryKinds("2, x, 18"), (std::vector<int16_t>{2, 18}));
+}
+
+}  // namespace
+}  // namespace mi
