@@ -1,0 +1,269 @@
+#include "meter/sim/sim_control.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+// One simulated control: the memory and the state of its connection.
+struct meterctl_instance {
+  mi::sim::SimMemory memory;
+  bool connected = false;
+  std::string driver_name;
+  // The records that the last read made available.
+  int16_t read_kind = 0;
+  int16_t read_count = 0;
+  // The second set, once read.
+  int16_t pump_count = 0;
+};
+
+namespace mi::sim {
+namespace {
+
+meterctl_status Fail(int32_t* error, meterctl_status status) {
+  if (error != nullptr) *error = status;
+  return status;
+}
+
+meterctl_status Succeed(int32_t* error) {
+  if (error != nullptr) *error = 0;
+  return METERCTL_OK;
+}
+
+// Runs one call; nothing thrown inside (only allocation failures can be)
+// crosses the C interface.
+template <typename Body>
+meterctl_status Guarded(int32_t* error, Body body) {
+  try {
+    return body();
+  } catch (const std::exception&) {
+    return Fail(error, METERCTL_ERR_FAILED);
+  }
+}
+
+// Copies `text` into a caller's buffer, shortened at a character boundary
+// when it does not fit, always NUL-terminated.
+void CopyText(std::string_view text, char* buffer, size_t capacity) {
+  if (buffer == nullptr || capacity == 0) return;
+  size_t length = std::min(text.size(), capacity - 1);
+  if (length < text.size()) {
+    while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
+  }
+  std::memcpy(buffer, text.data(), length);
+  buffer[length] = '\0';
+}
+
+std::string_view BoundedView(const char* text, size_t capacity) {
+  if (text == nullptr) return {};
+  return std::string_view(text, strnlen(text, capacity));
+}
+
+void WaitFor(const SimMemory& memory, int records) {
+  if (memory.ms_per_record > 0 && records > 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(
+        static_cast<int64_t>(memory.ms_per_record) * static_cast<int64_t>(records)));
+  }
+}
+
+bool EqualsNoCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; };
+           return lower(x) == lower(y);
+         });
+}
+
+// The memory file: $METERIMPORT_SIM_MEMORY, else the registration value
+// "MemoryFile".
+std::string MemoryFileName(const meterctl_setting* settings, size_t count) {
+  if (const char* env = std::getenv("METERIMPORT_SIM_MEMORY"); env != nullptr && *env != '\0') {
+    return env;
+  }
+  if (settings == nullptr) return {};
+  for (size_t i = 0; i < count; ++i) {
+    if (settings[i].name != nullptr && settings[i].value != nullptr &&
+        EqualsNoCase(settings[i].name, "MemoryFile")) {
+      return settings[i].value;
+    }
+  }
+  return {};
+}
+
+meterctl_status Create(const meterctl_setting* settings, size_t setting_count,
+                       meterctl_instance** instance) {
+  if (instance == nullptr) return METERCTL_ERR_ARGUMENT;
+  try {
+    const std::string file = MemoryFileName(settings, setting_count);
+    *instance = CreateSimInstance(file.empty() ? SimMemory{} : LoadMeterMemory(file));
+    return METERCTL_OK;
+  } catch (const std::exception&) {
+    *instance = nullptr;
+    return METERCTL_ERR_FAILED;
+  }
+}
+
+void Destroy(meterctl_instance* instance) {
+  delete instance;
+}
+
+meterctl_status DriverCount(meterctl_instance* self, int16_t* count, int32_t* error) {
+  if (self == nullptr || count == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
+  if (self->memory.Fails("count")) return Fail(error, METERCTL_ERR_FAILED);
+  *count = static_cast<int16_t>(std::min(self->memory.drivers.size(), kMaxEntries));
+  return Succeed(error);
+}
+
+meterctl_status DriverEntry(meterctl_instance* self, int32_t index, char* key, size_t key_capacity,
+                            char* name, size_t name_capacity, int32_t* error) {
+  if (self == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
+  if (self->memory.Fails("entry")) return Fail(error, METERCTL_ERR_FAILED);
+  if (index < 1 || static_cast<size_t>(index) > self->memory.drivers.size()) {
+    return Fail(error, METERCTL_ERR_RANGE);
+  }
+  const SimDriver& driver = self->memory.drivers[static_cast<size_t>(index) - 1];
+  CopyText(driver.key, key, key_capacity);
+  CopyText(driver.name, name, name_capacity);
+  return Succeed(error);
+}
+
+meterctl_status InfoItem(meterctl_instance* self, int32_t item, char* value, size_t value_capacity,
+                         int32_t* error) {
+  if (self == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
+  if (self->memory.Fails("info")) return Fail(error, METERCTL_ERR_FAILED);
+  if (!self->connected) return Fail(error, METERCTL_ERR_NOT_CONNECTED);
+  if (item < 1 || item > 12) return Fail(error, METERCTL_ERR_RANGE);
+  const auto slot = static_cast<size_t>(item) - 1;
+  // An item that the memory does not list is empty.
+  CopyText(slot < self->memory.info.size() ? self->memory.info[slot] : std::string(), value,
+           value_capacity);
+  return Succeed(error);
+}
+
+meterctl_status Connect(meterctl_instance* self, char* driver_key, size_t key_capacity,
+                        int16_t port, char* connect_text, size_t connect_text_capacity,
+                        int32_t* error) {
+  if (self == nullptr || driver_key == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
+  return Guarded(error, [&] {
+    if (self->memory.Fails("connect")) return Fail(error, METERCTL_ERR_FAILED);
+    const std::string_view key = BoundedView(driver_key, key_capacity);
+    const auto driver = std::find_if(self->memory.drivers.begin(), self->memory.drivers.end(),
+                                     [&](const SimDriver& d) { return d.key == key; });
+    if (driver == self->memory.drivers.end()) return Fail(error, METERCTL_ERR_NO_DRIVER);
+    self->connected = true;
+    self->driver_name = driver->name;
+    self->read_kind = 0;
+    self->read_count = 0;
+    self->pump_count = 0;
+    CopyText("COM" + std::to_string(port) + ":" + driver->name, connect_text,
+             connect_text_capacity);
+    return Succeed(error);
+  });
+}
+
+meterctl_status Disconnect(meterctl_instance* self, int32_t* error) {
+  if (self == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
+  if (self->memory.Fails("disconnect")) return Fail(error, METERCTL_ERR_FAILED);
+  self->connected = false;
+  self->driver_name.clear();
+  self->read_kind = 0;
+  self->read_count = 0;
+  self->pump_count = 0;
+  return Succeed(error);
+}
+
+meterctl_status ReadData(meterctl_instance* self, int16_t kind, int16_t* count, int32_t* position,
+                         int32_t /*constant1*/, int32_t /*progress_window*/, int32_t /*constant2*/,
+                         int32_t* error) {
+  if (self == nullptr || count == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
+  if (!self->connected) return Fail(error, METERCTL_ERR_NOT_CONNECTED);
+  if (self->memory.ReadFails(kind)) return Fail(error, METERCTL_ERR_FAILED);
+  const auto set = self->memory.records.find(kind);
+  const size_t held = set == self->memory.records.end() ? 0 : set->second.size();
+  const size_t wanted = *count > 0 ? static_cast<size_t>(*count) : 0;
+  const auto available = static_cast<int16_t>(std::min(held, wanted));
+  WaitFor(self->memory, available);
+  self->read_kind = kind;
+  self->read_count = available;
+  *count = available;
+  if (position != nullptr) *position = 0;  // read from the start of the memory
+  return Succeed(error);
+}
+
+meterctl_status GetDataRecord(meterctl_instance* self, int32_t index, meterctl_raw_record* record,
+                              int32_t* error) {
+  if (self == nullptr || record == nullptr || record->struct_size < sizeof(meterctl_raw_record)) {
+    return Fail(error, METERCTL_ERR_ARGUMENT);
+  }
+  if (self->memory.Fails("record")) return Fail(error, METERCTL_ERR_FAILED);
+  if (!self->connected) return Fail(error, METERCTL_ERR_NOT_CONNECTED);
+  if (index < 1 || index > self->read_count) return Fail(error, METERCTL_ERR_RANGE);
+  const RawMeterRecord& entry =
+      self->memory.records.at(self->read_kind)[static_cast<size_t>(index) - 1];
+  std::memcpy(record->bytes, entry.bytes.data(), METERCTL_RAW_RECORD_BYTES);
+  CopyText(entry.date, record->date, sizeof record->date);
+  CopyText(entry.time, record->time, sizeof record->time);
+  return Succeed(error);
+}
+
+meterctl_status ReadSecondSet(meterctl_instance* self, int16_t* count, int32_t /*progress_window*/,
+                              int32_t* error) {
+  if (self == nullptr || count == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
+  if (!self->connected) return Fail(error, METERCTL_ERR_NOT_CONNECTED);
+  if (self->memory.Fails("pump")) return Fail(error, METERCTL_ERR_FAILED);
+  const auto available = static_cast<int16_t>(std::min(self->memory.pump.size(), kMaxEntries));
+  WaitFor(self->memory, available);
+  self->pump_count = available;
+  *count = available;
+  return Succeed(error);
+}
+
+meterctl_status GetSecondSetRecord(meterctl_instance* self, int32_t index,
+                                   meterctl_pump_record* record, int32_t* error) {
+  if (self == nullptr || record == nullptr || record->struct_size < sizeof(meterctl_pump_record)) {
+    return Fail(error, METERCTL_ERR_ARGUMENT);
+  }
+  if (self->memory.Fails("pumprecord")) return Fail(error, METERCTL_ERR_FAILED);
+  if (!self->connected) return Fail(error, METERCTL_ERR_NOT_CONNECTED);
+  if (index < 1 || index > self->pump_count) return Fail(error, METERCTL_ERR_RANGE);
+  const RawPumpRecord& entry = self->memory.pump[static_cast<size_t>(index) - 1];
+  CopyText(entry.date, record->date, sizeof record->date);
+  CopyText(entry.time, record->time, sizeof record->time);
+  record->insulin_type = entry.type;
+  record->amount = entry.amount;
+  return Succeed(error);
+}
+
+const meterctl_interface kInterface = {
+    sizeof(meterctl_interface),
+    METERCTL_ABI_VERSION,
+    "simulated meter communication control",
+    Create,
+    Destroy,
+    DriverCount,
+    DriverEntry,
+    InfoItem,
+    Connect,
+    Disconnect,
+    ReadData,
+    GetDataRecord,
+    ReadSecondSet,
+    GetSecondSetRecord,
+};
+
+}  // namespace
+
+const meterctl_interface* SimInterface() {
+  return &kInterface;
+}
+
+meterctl_instance* CreateSimInstance(SimMemory memory) {
+  auto* instance = new meterctl_instance;
+  instance->memory = std::move(memory);
+  return instance;
+}
+
+}  // namespace mi::sim
