@@ -9,8 +9,12 @@
 namespace mi {
 namespace {
 
-bool IsBlank(char c) { return c == ' ' || c == '\t'; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t';
+}
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 std::string_view TrimBlanks(std::string_view text) {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
@@ -122,8 +126,12 @@ std::optional<int32_t> ToInt32(std::string_view text) {
   return RoundTo<int32_t>(*number);
 }
 
-std::optional<int16_t> RoundToInt16(double value) { return RoundTo<int16_t>(value); }
-std::optional<int32_t> RoundToInt32(double value) { return RoundTo<int32_t>(value); }
+std::optional<int16_t> RoundToInt16(double value) {
+  return RoundTo<int16_t>(value);
+}
+std::optional<int32_t> RoundToInt32(double value) {
+  return RoundTo<int32_t>(value);
+}
 
 std::optional<int16_t> MultiplyInt16(int16_t a, int16_t b) {
   const int32_t product = int32_t{a} * int32_t{b};
@@ -315,7 +323,9 @@ DateValue TimeFromParts(int64_t hours, int64_t minutes, int64_t seconds) {
   return static_cast<DateValue>(total) / kDay;
 }
 
-DateValue DatePart(DateValue value) { return std::trunc(value); }
+DateValue DatePart(DateValue value) {
+  return std::trunc(value);
+}
 
 DateParts SplitDate(DateValue value) {
   DateParts parts;

@@ -16,7 +16,9 @@ namespace mi {
 // Booleans are 16-bit integers throughout the module: true is -1, false is 0.
 inline constexpr int16_t kTrue = -1;
 inline constexpr int16_t kFalse = 0;
-constexpr int16_t ToFlag(bool value) { return value ? kTrue : kFalse; }
+constexpr int16_t ToFlag(bool value) {
+  return value ? kTrue : kFalse;
+}
 
 // ---- Text to numbers -------------------------------------------------------
 

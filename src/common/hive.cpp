@@ -75,8 +75,8 @@ class Statement {
 class Change {
  public:
   Change(sqlite3* db, int depth) : db_(db), nested_(depth > 0) {
-    started_ = sqlite3_exec(db_, nested_ ? "SAVEPOINT change" : "BEGIN IMMEDIATE", nullptr,
-                            nullptr, nullptr) == SQLITE_OK;
+    started_ = sqlite3_exec(db_, nested_ ? "SAVEPOINT change" : "BEGIN IMMEDIATE", nullptr, nullptr,
+                            nullptr) == SQLITE_OK;
   }
   ~Change() {
     if (started_ && !done_) {
@@ -225,7 +225,9 @@ std::optional<int64_t> Hive::EnsureKey(std::string_view key_path, std::string_vi
   return id;
 }
 
-bool Hive::KeyExists(std::string_view key_path) { return FindKey(key_path).has_value(); }
+bool Hive::KeyExists(std::string_view key_path) {
+  return FindKey(key_path).has_value();
+}
 
 std::optional<bool> Hive::CreateKey(std::string_view key_path, std::string_view class_name) {
   if (!Open(true)) return std::nullopt;
@@ -304,13 +306,12 @@ bool Hive::DeleteKey(std::string_view key_path) {
   const char* kSubtree =
       "WITH RECURSIVE tree(id) AS (SELECT ?1 UNION ALL "
       "  SELECT keys.id FROM keys JOIN tree ON keys.parent = tree.id) ";
-  Statement values(db_, (std::string(kSubtree) +
-                         "DELETE FROM reg_values WHERE key IN (SELECT id FROM tree)")
-                            .c_str());
+  Statement values(
+      db_, (std::string(kSubtree) + "DELETE FROM reg_values WHERE key IN (SELECT id FROM tree)")
+               .c_str());
   values.Bind(1, *key);
-  Statement keys(db_,
-                 (std::string(kSubtree) + "DELETE FROM keys WHERE id IN (SELECT id FROM tree)")
-                     .c_str());
+  Statement keys(
+      db_, (std::string(kSubtree) + "DELETE FROM keys WHERE id IN (SELECT id FROM tree)").c_str());
   keys.Bind(1, *key);
   if (values.Step() != SQLITE_DONE || keys.Step() != SQLITE_DONE || !change.Commit()) {
     return Fail(std::string("cannot write the hive: ") + sqlite3_errmsg(db_));

@@ -6,7 +6,9 @@
 namespace mi {
 namespace {
 
-bool IsTrimmed(char c) { return static_cast<unsigned char>(c) < 20 || c == ' '; }
+bool IsTrimmed(char c) {
+  return static_cast<unsigned char>(c) < 20 || c == ' ';
+}
 
 std::filesystem::path EnvironmentPath(const char* name) {
   const char* value = std::getenv(name);

@@ -46,8 +46,7 @@ class SettingsStore {
   bool CreateSettingsKey(Root root, std::string_view key_path, std::string_view class_name);
   // `value` holds the caller's default and is replaced only by a non-empty,
   // cleaned result. False when the key or the value cannot be read.
-  bool ReadSetting(Root root, std::string_view key_path, std::string_view name,
-                   std::string& value);
+  bool ReadSetting(Root root, std::string_view key_path, std::string_view name, std::string& value);
   // Stores `value` as text (an empty text as " "). False when the key could
   // not be opened or created.
   bool WriteSetting(Root root, std::string_view key_path, std::string_view name,
@@ -62,8 +61,7 @@ class SettingsStore {
   std::string ReadMachine(std::string_view key_path, std::string_view name,
                           std::string default_value);
   // The user root alone, with a default.
-  std::string ReadUser(std::string_view key_path, std::string_view name,
-                       std::string default_value);
+  std::string ReadUser(std::string_view key_path, std::string_view name, std::string default_value);
 
   Hive& hive(Root root) { return root == Root::kMachine ? machine_ : user_; }
 

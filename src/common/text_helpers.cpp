@@ -5,7 +5,9 @@
 namespace mi {
 namespace {
 
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 size_t FindNoCase(std::string_view text, std::string_view find) {
   if (find.size() > text.size()) return std::string_view::npos;

@@ -70,7 +70,8 @@ ActionResult HostShell::Action(int16_t mode) {
     context_.ModuleName = std::string(entry->module_name);
     context_.ReadMode = entry->read_mode;
   }
-  context_.MeterDesc = TrimControlChars(settings_.ReadMachine(MeterKey(), "Desc", context_.MeterDesc));
+  context_.MeterDesc =
+      TrimControlChars(settings_.ReadMachine(MeterKey(), "Desc", context_.MeterDesc));
 
   if (context_.ComPort == 0) {
     const std::string stored = settings_.ReadMachineThenUser(MeterKey(), "COM", "1");

@@ -30,8 +30,8 @@ struct StartupResult {
 };
 
 struct ActionResult {
-  bool open_wizard = false;        // false when there is no import folder
-  std::optional<int> picture;      // the meter picture's number (MeterID + 100)
+  bool open_wizard = false;    // false when there is no import folder
+  std::optional<int> picture;  // the meter picture's number (MeterID + 100)
 };
 
 class HostShell {

@@ -12,8 +12,7 @@ constexpr std::array<CatalogueEntry, 10> kCatalogue{{
      SetupDialog::kComplete},
     {14, "Reflolux S", "Reflolux S", "Reflolux S", 12, SetupDialog::kNone},
     {15, "Accutrend G/ GC", "Accutrend Family", "Accutrend G/ GC", 12, SetupDialog::kNone},
-    {16, "Glucotrend Premium", "Glucotrend GCT", "Glucotrend Premium", 1,
-     SetupDialog::kGlucotrend},
+    {16, "Glucotrend Premium", "Glucotrend GCT", "Glucotrend Premium", 1, SetupDialog::kGlucotrend},
     {17, "Accu-Chek Comfort", "AccuChek Advantage", "Accutrend comfort", 12, SetupDialog::kNone},
     {24, "Accu-Chek Compact", "RDIR", "Accutrend compact", 12, SetupDialog::kNone},
     {28, "Accu-Chek Active", "RDIR", "Accu-Chek Active", 12, SetupDialog::kNone},
@@ -23,7 +22,9 @@ constexpr std::array<CatalogueEntry, 10> kCatalogue{{
 
 }  // namespace
 
-std::span<const CatalogueEntry> MeterCatalogue() { return kCatalogue; }
+std::span<const CatalogueEntry> MeterCatalogue() {
+  return kCatalogue;
+}
 
 std::optional<CatalogueEntry> FindMeter(int16_t meter_id) {
   for (const auto& entry : kCatalogue) {

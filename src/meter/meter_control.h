@@ -26,8 +26,7 @@ class MeterControl {
   // 1: number of drivers known to the control.
   virtual void DriverCount(int16_t& count, int32_t& error) = 0;
   // 2: driver `index` (1-based): its key and display name.
-  virtual void DriverEntry(int32_t index, std::string& key, std::string& name,
-                           int32_t& error) = 0;
+  virtual void DriverEntry(int32_t index, std::string& key, std::string& name, int32_t& error) = 0;
   // 3: identification item 1 to 12, as text.
   virtual void InfoItem(int32_t item, std::string& value, int32_t& error) = 0;
   // 6: opens the meter connection.

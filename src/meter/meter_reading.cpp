@@ -40,8 +40,8 @@ ReadingResult ReadMeter(MeterConnection& connection, const MeterProfile& profile
   });
   if (connect_text == kDriverNotInstalled || connect_text.empty()) {
     Attempt(result, [&] { connection.CloseMeterDriver(); });
-    result.outcome = connect_text.empty() ? ReadingOutcome::kNoConnection
-                                          : ReadingOutcome::kNotInstalled;
+    result.outcome =
+        connect_text.empty() ? ReadingOutcome::kNoConnection : ReadingOutcome::kNotInstalled;
     return result;
   }
   result.outcome = ReadingOutcome::kRead;
@@ -70,8 +70,8 @@ ReadingResult ReadMeter(MeterConnection& connection, const MeterProfile& profile
     NoteDecoderError(result, error);
   }
   if (profile.available[kCategoryIntakes]) {
-    DecodeIntakes(connection, events, profile.buConversionFactor, profile.buFactor,
-                  records.intakes, &error);
+    DecodeIntakes(connection, events, profile.buConversionFactor, profile.buFactor, records.intakes,
+                  &error);
     NoteDecoderError(result, error);
   }
   if (profile.available[kCategoryExercise]) {

@@ -26,9 +26,9 @@ enum class ReadingOutcome {
 };
 
 struct ReadingRequest {
-  int16_t port = 0;             // the port to connect on (1 to 4 connect)
-  std::string driver_name;      // the meter's family, or the infrared key's driver
-  int32_t progress_window = 0;  // handed to the control's reads
+  int16_t port = 0;                       // the port to connect on (1 to 4 connect)
+  std::string driver_name;                // the meter's family, or the infrared key's driver
+  int32_t progress_window = 0;            // handed to the control's reads
   std::vector<int16_t> laboratory_kinds;  // read in this order
 };
 

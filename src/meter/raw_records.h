@@ -32,12 +32,12 @@ struct RawMeterRecord {
     if (offset + sizeof(T) <= kSize) std::memcpy(bytes.data() + offset, &value, sizeof(T));
   }
 
-  float Glucose() const { return At<float>(8); }          // also the laboratory value
+  float Glucose() const { return At<float>(8); }             // also the laboratory value
   int16_t GlucoseStatus() const { return At<int16_t>(12); }  // 3: no glucose reading
   int16_t ControlTest() const { return At<int16_t>(14); }
-  int16_t Flag9() const { return At<int16_t>(16); }        // > 0: event 9
+  int16_t Flag9() const { return At<int16_t>(16); }  // > 0: event 9
   float Insulin(int slot) const { return At<float>(20 + 4 * static_cast<size_t>(slot)); }  // 0..3
-  int16_t Marker() const { return At<int16_t>(48); }       // 1: event 18, 2: event 19
+  int16_t Marker() const { return At<int16_t>(48); }  // 1: event 18, 2: event 19
   int16_t Carbs() const { return At<int16_t>(50); }
   int16_t Exercise() const { return At<int16_t>(58); }
   int16_t Minutes() const { return At<int16_t>(60); }
@@ -61,9 +61,9 @@ struct RawPumpRecord {
 struct MeterInfo {
   std::string item1;
   std::string item2;
-  std::string item3;          // the meter's identifier, handed to the start-up window
-  std::string model_code;     // item 4
-  std::string model_name;     // ModelNameFromCode(item 4)
+  std::string item3;            // the meter's identifier, handed to the start-up window
+  std::string model_code;       // item 4
+  std::string model_name;       // ModelNameFromCode(item 4)
   int32_t host_meter_type = 0;  // HostMeterType(item 4)
   int32_t item5 = 0;
   int32_t item6 = 0;

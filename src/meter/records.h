@@ -80,20 +80,20 @@ struct LabRecord {
   int32_t id = 0;
   DateValue date = 0;
   DateValue time = 0;
-  int16_t chol = -1;    // kind 6
-  float tri = -1;       // kind 5
-  int16_t hdl = -1;     // kind 16
-  int16_t ldl = -1;     // kind 10
-  float hba = -1;       // never filled
-  float hbac = -1;      // kind 3
-  float ket = -1;       // kind 2, through the ketone defaults
+  int16_t chol = -1;  // kind 6
+  float tri = -1;     // kind 5
+  int16_t hdl = -1;   // kind 16
+  int16_t ldl = -1;   // kind 10
+  float hba = -1;     // never filled
+  float hbac = -1;    // kind 3
+  float ket = -1;     // kind 2, through the ketone defaults
   int16_t gluc_pp = -1;
   int16_t gluc_nue = -1;
   float inr = -1;
   float quick = -1;
-  int16_t albu = -1;    // kind 18
+  int16_t albu = -1;  // kind 18
   int16_t meter_type = 0;
-  int16_t creat = -1;   // kind 9
+  int16_t creat = -1;  // kind 9
   std::string comment;
   int16_t skip = 0;
 };

@@ -112,8 +112,8 @@ bool DeviceAvailable(const fs::path& device, const SerialSystem& system) {
           !LockedByLiveProcess(system, device.filename().string()));
 }
 
-bool PortAvailable(SettingsStore& settings, std::string_view meter_key, int16_t port,
-                   int16_t force, const SerialSystem& system) {
+bool PortAvailable(SettingsStore& settings, std::string_view meter_key, int16_t port, int16_t force,
+                   const SerialSystem& system) {
   int16_t test = kTrue;
   if (!meter_key.empty() && force <= 0) {
     const std::string value = settings.ReadMachine(meter_key, "TestPorts", "1");

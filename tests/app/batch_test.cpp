@@ -13,7 +13,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kRoot = "SOFTWARE\\Kestrelsoft\\Diary";
-constexpr const char* kComplete = "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
+constexpr const char* kComplete =
+    "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
 const fs::path kSource = METERIMPORT_SOURCE_DIR;
 const fs::path kSimulator = fs::path(METERIMPORT_BINARY_DIR) / "lib/libmeterctl-sim.so";
 
@@ -33,9 +34,9 @@ class BatchTest : public ::testing::Test {
     hives.SetMachineText(kRoot, "LanguageDLL", "English");
     hives.SetMachineText(kRoot, "ImportDir", import_dir.string());
     hives.SetMachineText(kComplete, "TestPorts", "0");
-    for (const char* category : {"Glucose_Available", "Insulin_Available", "Intakes_Available",
-                                 "ExerciseData_Available", "LabData_Available",
-                                 "InsulinPumpData_Available"}) {
+    for (const char* category :
+         {"Glucose_Available", "Insulin_Available", "Intakes_Available", "ExerciseData_Available",
+          "LabData_Available", "InsulinPumpData_Available"}) {
       hives.SetMachineText(kComplete, category, "-1");
     }
   }
@@ -97,9 +98,9 @@ TEST_F(BatchTest, ImportsTheSampleMemoryOfTheSensorComplete) {
   }
   EXPECT_EQ(ImportFiles(), 5u);
   // The port in use is stored when the module ends, under the description.
-  EXPECT_EQ(hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM",
-                                 ""),
-            "1");
+  EXPECT_EQ(
+      hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM", ""),
+      "1");
 }
 
 TEST_F(BatchTest, AFailingConnectEndsWithoutFiles) {
@@ -151,9 +152,9 @@ TEST_F(BatchTest, APortThatCannotBeOpenedIsReportedAndStored) {
   EXPECT_NE(err.str().find("MESSAGE: The port cannot be opened: COM:2 ---> \n"), std::string::npos)
       << err.str();
   EXPECT_EQ(ImportFiles(), 0u);
-  EXPECT_EQ(hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM",
-                                 ""),
-            "2");
+  EXPECT_EQ(
+      hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM", ""),
+      "2");
 }
 
 }  // namespace

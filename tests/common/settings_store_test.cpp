@@ -59,10 +59,16 @@ TEST(ReadSetting, CleansWhatTheRegistryHolds) {
     const char* expected;
   };
   const Case cases[] = {
-      {"COM", "5"},          {"com", "5"},  // names compare without regard to case
-      {"Number", "7"},       {"Negative", "-1"},   {"Expand", "$HOME/x"},  // returned as stored,
-                                                                           // not expanded
-      {"Binary", "default"}, {"Multi", "default"}, {"Code25", "ab\x19"},  {"Blanks", "default"},
+      {"COM", "5"},
+      {"com", "5"},  // names compare without regard to case
+      {"Number", "7"},
+      {"Negative", "-1"},
+      {"Expand", "$HOME/x"},  // returned as stored,
+                              // not expanded
+      {"Binary", "default"},
+      {"Multi", "default"},
+      {"Code25", "ab\x19"},
+      {"Blanks", "default"},
   };
   for (const auto& c : cases) {
     std::string value = "default";

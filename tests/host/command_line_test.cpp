@@ -26,7 +26,7 @@ TEST(CommandLine, MissingOrBadFieldsLeaveZero) {
       {"", 0, 0, 0, 0},
       {"Diary", 0, 0, 0, 0},
       {"Diary x y z w", 0, 0, 0, 0},
-      {"Diary 99999999999 70000 13 1", 0, 0, 13, 1},   // overflow leaves 0
+      {"Diary 99999999999 70000 13 1", 0, 0, 13, 1},  // overflow leaves 0
       {"Diary 1 2 40000 5", 1, 2, 0, 0},              // no meter: the window is not read
       {"Diary 1 2 13 5 6 7 8", 1, 2, 13, 5},          // beyond the fifth: ignored
       {"Diary  1\t 2   13  5", 1, 2, 13, 5},          // runs of blanks and tabs

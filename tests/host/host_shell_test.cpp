@@ -11,7 +11,8 @@ namespace mi {
 namespace {
 
 constexpr const char* kRoot = "SOFTWARE\\Kestrelsoft\\Diary";
-constexpr const char* kComplete = "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
+constexpr const char* kComplete =
+    "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
 
 class RecordingChannel : public StatusChannel {
  public:
@@ -87,7 +88,7 @@ TEST_F(HostShellTest, TheStoredPortIsItsLeadingNumberOrOne) {
     int16_t expected;
   };
   const Case cases[] = {
-      {nullptr, nullptr, 1}, {"3", nullptr, 3}, {"3", "5", 5},    {"3", "", 3},
+      {nullptr, nullptr, 1}, {"3", nullptr, 3},    {"3", "5", 5},          {"3", "", 3},
       {nullptr, "0", 1},     {nullptr, "COM2", 1}, {nullptr, " 6\r\n", 6}, {nullptr, "2.5", 2},
   };
   for (const auto& c : cases) {
@@ -127,9 +128,9 @@ TEST_F(HostShellTest, DefaultPortOneIsWrittenBackAtTheEnd) {
   s.Action(13);
   s.SetFinished(true);
   // Written under the catalogue name, which is not the module's sub-key.
-  EXPECT_EQ(hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete",
-                                 "COM", ""),
-            "1");
+  EXPECT_EQ(
+      hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM", ""),
+      "1");
   EXPECT_EQ(hives.store.ReadUser(kComplete, "COM", ""), "");
 }
 

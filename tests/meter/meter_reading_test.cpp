@@ -17,9 +17,9 @@ class MeterReadingTest : public ::testing::Test {
     control.AddDriver("COMPLETE", "Accu-Chek Complete");
     control.SetModel("200");
     control.info[2] = "SN-12345";
-    control.records[1] = {RawEntry("20260302", "071500").Glucose(112).Insulin(1, 6).Carbs(48)
-                              .Unit(1).Exercise(1, 30),
-                          RawEntry("20260302", "121000").Glucose(141).Status(3)};
+    control.records[1] = {
+        RawEntry("20260302", "071500").Glucose(112).Insulin(1, 6).Carbs(48).Unit(1).Exercise(1, 30),
+        RawEntry("20260302", "121000").Glucose(141).Status(3)};
     control.records[3] = {RawEntry("20260301", "090000").Glucose(6.4f)};
     control.records[6] = {RawEntry("20260301", "090500").Glucose(201)};
     control.pump = {{"20260302", "080000", 14, 2.5f}};

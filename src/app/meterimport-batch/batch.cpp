@@ -5,8 +5,8 @@
 #include "host/host_shell.h"
 #include "importfiles/import_package.h"
 #include "meter/meter_connection.h"
-#include "meter/meter_reading.h"
 #include "meter/plugin_control.h"
+#include "meter/transfer.h"
 #include "wizard/meter_profile.h"
 
 namespace mi {
@@ -35,7 +35,9 @@ class PrintedStatus : public StatusChannel {
 
 // A message box of the module, printed: the language text, or its number
 // when the language module lacks it.
-void ShowMessage(std::ostream& err, const std::string& text) { err << "MESSAGE: " << text << '\n'; }
+void ShowMessage(std::ostream& err, const std::string& text) {
+  err << "MESSAGE: " << text << '\n';
+}
 
 std::string LanguageText(const HostShell& shell, int32_t id) {
   std::string text = shell.Text(id);
@@ -81,8 +83,8 @@ int RunBatch(const std::vector<std::string>& arguments, const BatchEnvironment& 
                        environment.program_file, environment.decimal_separator);
 
   if (!PortAvailable(settings, shell.MeterKey(), context.ComPort, 0, environment.serial)) {
-    ShowMessage(err, shell.Text(kTextPortClosed) + "COM:" + std::to_string(context.ComPort) +
-                         " ---> ");
+    ShowMessage(err,
+                shell.Text(kTextPortClosed) + "COM:" + std::to_string(context.ComPort) + " ---> ");
     shell.SetFinished(true);
     return kBatchPortUnavailable;
   }
@@ -91,37 +93,34 @@ int RunBatch(const std::vector<std::string>& arguments, const BatchEnvironment& 
   auto control = CreateMeterControl(settings, &control_problem);
   if (!control_problem.empty()) err << "meterimport-batch: " << control_problem << '\n';
   MeterConnection connection(*control);
-  ReadingRequest request;
-  request.port = context.ComPort;
-  request.driver_name =
+  TransferRequest request;
+  request.reading.port = context.ComPort;
+  request.reading.driver_name =
       ReadingDriverName(context.MeterFamily, profile.irKeyVisible && profile.irKeyValue != 0);
-  request.laboratory_kinds = LaboratoryKinds(profile.getLabData);
-  ReadingResult reading = ReadMeter(connection, profile, request);
-  for (const auto& error : reading.errors) err << "meterimport-batch: " << error << '\n';
+  request.reading.laboratory_kinds = LaboratoryKinds(profile.getLabData);
+  request.import_dir = context.ImportDir;
+  request.import_sequence = context.ImportSequence;
+  request.meter_desc = context.MeterDesc;
+  request.meter_id = context.MeterID;
+  SystemWallClock system_clock;
+  ImportProgress no_progress;
+  const TransferResult transfer = RunTransfer(connection, profile, request,
+                                              environment.clock ? *environment.clock : system_clock,
+                                              no_progress, environment.decimal_separator);
+  for (const auto& error : transfer.reading.errors) err << "meterimport-batch: " << error << '\n';
 
-  if (reading.outcome == ReadingOutcome::kNotInstalled) {
+  if (transfer.reading.outcome == ReadingOutcome::kNotInstalled) {
     ShowMessage(err, kReinstallDriver);
     shell.SetFinished(true);
     return kBatchNotInstalled;
   }
-  if (reading.outcome == ReadingOutcome::kNoConnection) {
+  if (transfer.reading.outcome == ReadingOutcome::kNoConnection) {
     ShowMessage(err, LanguageText(shell, kTextNoConnection));
     shell.SetFinished(true);
     return kBatchNoConnection;
   }
-  shell.meter_identification = reading.info.item3;
-
-  ImportHeader header;
-  header.ImportFrom = context.MeterDesc;
-  header.ImportId = reading.info.item3;
-  header.ImportType = context.MeterID;
-  header.ImportAction = "APPEND";
-  SystemWallClock system_clock;
-  ImportProgress no_progress;
-  const ImportPackageResult package = WriteImportPackage(
-      context.ImportDir, context.ImportSequence, profile.createSingleFile != 0, header,
-      reading.records, environment.clock ? *environment.clock : system_clock, no_progress,
-      environment.decimal_separator);
+  shell.meter_identification = transfer.reading.info.item3;
+  const ImportPackageResult& package = *transfer.package;
 
   for (size_t i = 0; i < kImportCategoryCount; ++i) {
     const WriterResult& writer = package.writers[i];

@@ -20,19 +20,19 @@ namespace mi {
 
 // Exit statuses.
 enum BatchStatus {
-  kBatchDone = 0,           // the transfer ran (with or without records)
-  kBatchUsage = 1,          // the command line asked for help or is unusable
-  kBatchNoMeterId = 2,      // no MeterID
-  kBatchNoImportDir = 3,    // no import folder
+  kBatchDone = 0,         // the transfer ran (with or without records)
+  kBatchUsage = 1,        // the command line asked for help or is unusable
+  kBatchNoMeterId = 2,    // no MeterID
+  kBatchNoImportDir = 3,  // no import folder
   kBatchPortUnavailable = 4,
-  kBatchNotInstalled = 5,   // the meter driver is not installed
-  kBatchNoConnection = 6,   // no connection to the meter
+  kBatchNotInstalled = 5,  // the meter driver is not installed
+  kBatchNoConnection = 6,  // no connection to the meter
 };
 
 struct BatchEnvironment {
   std::filesystem::path program_file;  // where languages/ and the help file are looked for
   HivePaths hives = HivePaths::FromEnvironment();
-  const WallClock* clock = nullptr;    // the system clock when null
+  const WallClock* clock = nullptr;  // the system clock when null
   SerialSystem serial;
   char decimal_separator = '.';
 };
