@@ -47,6 +47,39 @@ size_t UpperBound(size_t size) {
   return size == 0 ? 0 : size - 1;
 }
 
+// One record per entry of the meter's memory that `qualifies`, in meter
+// order: counts them, sizes the array to the count plus the spare element,
+// fills each with its date, time, event and meter type and whatever `fill`
+// sets, and returns the count.
+template <typename Record, typename Qualifies, typename Fill>
+int32_t DecodeEachEntry(MeterConnection& connection, const EventMaps& events,
+                        std::vector<Record>& records, std::string* error, Qualifies qualifies,
+                        Fill fill) {
+  int32_t filled = 0;
+  return Guarded(
+      error,
+      [&]() -> int32_t {
+        std::vector<RawMeterRecord> raw;
+        const int16_t read = connection.ReadRawRecords(kMeterEntryKind, raw);
+        int32_t count = 0;
+        for (int32_t i = 0; i < read; ++i) count += qualifies(raw[i]);
+        if (count == 0) return 0;
+        records.assign(static_cast<size_t>(count) + 1, Record{});
+        for (int32_t i = 0; i < read; ++i) {
+          const RawMeterRecord& entry = raw[i];
+          if (!qualifies(entry)) continue;
+          Record record;
+          SetDateAndTime(record, entry);
+          fill(entry, record);
+          record.event = RecordEventCode(entry, events);
+          record.meter_type = MeterType(connection);
+          records[static_cast<size_t>(filled++)] = std::move(record);
+        }
+        return count;
+      },
+      [&] { return filled; });
+}
+
 }  // namespace
 
 int16_t MapEventCode(int32_t code, const EventMaps& events) {
@@ -95,30 +128,13 @@ void SplitInsulinDose(InsulinRecord& record, double dose, int16_t slot_default,
 
 int32_t DecodeGlucose(MeterConnection& connection, const EventMaps& events,
                       std::vector<GlucoseRecord>& records, std::string* error) {
-  int32_t filled = 0;
-  return Guarded(
-      error,
-      [&]() -> int32_t {
-        std::vector<RawMeterRecord> raw;
-        const int16_t read = connection.ReadRawRecords(kMeterEntryKind, raw);
-        int32_t count = 0;
-        for (int32_t i = 0; i < read; ++i) count += raw[i].GlucoseStatus() != 3;
-        if (count == 0) return 0;
-        records.assign(static_cast<size_t>(count) + 1, GlucoseRecord{});
-        for (int32_t i = 0; i < read; ++i) {
-          const RawMeterRecord& entry = raw[i];
-          if (entry.GlucoseStatus() == 3) continue;
-          GlucoseRecord record;
-          SetDateAndTime(record, entry);
-          record.bg = Checked16(RoundToInt16(entry.Glucose()), "glucose value");
-          record.event = RecordEventCode(entry, events);
-          record.control = ToFlag(entry.ControlTest() != 0);
-          record.meter_type = MeterType(connection);
-          records[static_cast<size_t>(filled++)] = std::move(record);
-        }
-        return count;
-      },
-      [&] { return filled; });
+  return DecodeEachEntry(
+      connection, events, records, error,
+      [](const RawMeterRecord& entry) { return entry.GlucoseStatus() != 3; },
+      [](const RawMeterRecord& entry, GlucoseRecord& record) {
+        record.bg = Checked16(RoundToInt16(entry.Glucose()), "glucose value");
+        record.control = ToFlag(entry.ControlTest() != 0);
+      });
 }
 
 int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
@@ -208,70 +224,36 @@ float Grams(int16_t carbs, int16_t factor) {
 
 int32_t DecodeIntakes(MeterConnection& connection, const EventMaps& events, int16_t mode,
                       int16_t bu_factor, std::vector<IntakeRecord>& records, std::string* error) {
-  int32_t filled = 0;
-  return Guarded(
-      error,
-      [&]() -> int32_t {
-        std::vector<RawMeterRecord> raw;
-        const int16_t read = connection.ReadRawRecords(kMeterEntryKind, raw);
-        int32_t count = 0;
-        for (int32_t i = 0; i < read; ++i) count += raw[i].Carbs() > 0;
-        if (count == 0) return 0;
-        records.assign(static_cast<size_t>(count) + 1, IntakeRecord{});
-        for (int32_t i = 0; i < read; ++i) {
-          const RawMeterRecord& entry = raw[i];
-          const int16_t carbs = entry.Carbs();
-          if (carbs <= 0) continue;
-          IntakeRecord record;
-          SetDateAndTime(record, entry);
-          // The amount is in grams when counting in grams (mode 1), in bread
-          // units when counting in bread units (0 or less), and in the unit
-          // the meter names when the mode follows the meter (2 or more).
-          const int32_t unit = entry.UnitCode();
-          if (mode == 1 || (mode >= 2 && unit == 1)) {
-            record.bu = BreadUnits(carbs, bu_factor);
-            record.carbo = carbs;
-          } else if (mode <= 0 || unit == 12) {
-            record.bu = carbs;
-            record.carbo = Grams(carbs, bu_factor);
-          } else {
-            record.bu = 0;
-            record.carbo = 0;
-          }
-          record.event = RecordEventCode(entry, events);
-          record.meter_type = MeterType(connection);
-          records[static_cast<size_t>(filled++)] = std::move(record);
+  return DecodeEachEntry(
+      connection, events, records, error,
+      [](const RawMeterRecord& entry) { return entry.Carbs() > 0; },
+      [&](const RawMeterRecord& entry, IntakeRecord& record) {
+        const int16_t carbs = entry.Carbs();
+        // The amount is in grams when counting in grams (mode 1), in bread
+        // units when counting in bread units (0 or less), and in the unit
+        // the meter names when the mode follows the meter (2 or more).
+        const int32_t unit = entry.UnitCode();
+        if (mode == 1 || (mode >= 2 && unit == 1)) {
+          record.bu = BreadUnits(carbs, bu_factor);
+          record.carbo = carbs;
+        } else if (mode <= 0 || unit == 12) {
+          record.bu = carbs;
+          record.carbo = Grams(carbs, bu_factor);
+        } else {
+          record.bu = 0;
+          record.carbo = 0;
         }
-        return count;
-      },
-      [&] { return filled; });
+      });
 }
 
 int32_t DecodeExercise(MeterConnection& connection, const EventMaps& events,
                        std::vector<ExerciseRecord>& records, std::string* error) {
-  int32_t filled = 0;
-  return Guarded(
-      error,
-      [&]() -> int32_t {
-        std::vector<RawMeterRecord> raw;
-        const int16_t read = connection.ReadRawRecords(kMeterEntryKind, raw);
-        int32_t count = 0;
-        for (int32_t i = 0; i < read; ++i) count += raw[i].Exercise() != 0;
-        if (count == 0) return 0;
-        records.assign(static_cast<size_t>(count) + 1, ExerciseRecord{});
-        for (int32_t i = 0; i < read; ++i) {
-          const RawMeterRecord& entry = raw[i];
-          if (entry.Exercise() == 0) continue;
-          ExerciseRecord record;
-          SetDateAndTime(record, entry);
-          record.minutes = entry.Minutes();
-          record.event = RecordEventCode(entry, events);
-          record.meter_type = MeterType(connection);
-          records[static_cast<size_t>(filled++)] = std::move(record);
-        }
-        return count;
-      },
-      [&] { return filled; });
+  return DecodeEachEntry(
+      connection, events, records, error,
+      [](const RawMeterRecord& entry) { return entry.Exercise() != 0; },
+      [](const RawMeterRecord& entry, ExerciseRecord& record) {
+        record.minutes = entry.Minutes();
+      });
 }
 
 namespace {

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
 #include <stdlib.h>
+#include "support/scoped_env.h"
 
 #include <fstream>
 #include <optional>
@@ -11,6 +13,8 @@
 
 namespace mi {
 namespace {
+
+using test::ScopedEnv;
 
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
@@ -192,30 +196,6 @@ void WriteFile(const fs::path& file, const std::string& content) {
   fs::create_directories(file.parent_path());
   std::ofstream(file, std::ios::binary) << content;
 }
-
-// Sets or clears an environment variable for one test.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    if (const char* old = getenv(name)) saved_ = old;
-    if (value) {
-      setenv(name, value, 1);
-    } else {
-      unsetenv(name);
-    }
-  }
-  ~ScopedEnv() {
-    if (saved_) {
-      setenv(name_, saved_->c_str(), 1);
-    } else {
-      unsetenv(name_);
-    }
-  }
-
- private:
-  const char* name_;
-  std::optional<std::string> saved_;
-};
 
 TEST(LanguageLoad, ReadsAFileAndNamesItInProblems) {
   TempFolder temp;

@@ -1,13 +1,17 @@
 #include "common/locale_info.h"
 
 #include <gtest/gtest.h>
+
 #include <stdlib.h>
+#include "support/scoped_env.h"
 
 #include <optional>
 #include <string>
 
 namespace mi {
 namespace {
+
+using test::ScopedEnv;
 
 TEST(NumericLocaleName, TakesTheFirstNonEmptyOfLcAllLcNumericAndLang) {
   EXPECT_EQ(NumericLocaleName("de_DE", "fr_FR", "en_US"), "de_DE");
@@ -68,29 +72,6 @@ TEST(DecimalSeparatorForLocale, AgreesWithTheTableWhetherOrNotTheLocaleIsInstall
     EXPECT_EQ(DecimalSeparatorForLocale(locale), DecimalSeparatorByTable(locale)) << locale;
   }
 }
-
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    if (const char* old = getenv(name)) saved_ = old;
-    if (value) {
-      setenv(name, value, 1);
-    } else {
-      unsetenv(name);
-    }
-  }
-  ~ScopedEnv() {
-    if (saved_) {
-      setenv(name_, saved_->c_str(), 1);
-    } else {
-      unsetenv(name_);
-    }
-  }
-
- private:
-  const char* name_;
-  std::optional<std::string> saved_;
-};
 
 TEST(UserDecimalSeparator, ComesFromTheEnvironment) {
   struct Case {
