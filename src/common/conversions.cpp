@@ -25,6 +25,16 @@ std::string_view TrimBlanks(std::string_view text) {
 // Checks the shape [sign] digits [sep digits] [e [sign] digits] and hands the
 // normalised text (sign dropped when "+", separator as ".") to from_chars.
 std::optional<double> ParseStrictNumber(std::string_view text) {
+  // Plain digits (the usual case: dates, ports, flags) need no general parse.
+  if (!text.empty() && text.size() <= 15) {
+    size_t start = text[0] == '-' || text[0] == '+' ? 1 : 0;
+    if (start < text.size()) {
+      int64_t value = 0;
+      size_t i = start;
+      while (i < text.size() && IsDigit(text[i])) value = value * 10 + (text[i++] - '0');
+      if (i == text.size()) return static_cast<double>(text[0] == '-' ? -value : value);
+    }
+  }
   std::string normal;
   normal.reserve(text.size());
   size_t i = 0;
@@ -96,16 +106,18 @@ const int64_t kEpochOffset = DaysFromCivil(1899, 12, 30);
 const int64_t kFirstDay = DaysFromCivil(100, 1, 1);
 const int64_t kLastDay = DaysFromCivil(9999, 12, 31);
 
-std::string TwoDigits(int value) {
-  char buffer[8];
-  std::snprintf(buffer, sizeof buffer, "%02d", value);
-  return buffer;
-}
-
-std::string FourDigits(int value) {
-  char buffer[16];
-  std::snprintf(buffer, sizeof buffer, "%04d", value);
-  return buffer;
+// Appends `value` with at least `width` digits, zeros in front.
+void AppendDigits(std::string& out, int value, int width) {
+  char digits[12];
+  int n = 0;
+  unsigned magnitude = value < 0 ? 0u - static_cast<unsigned>(value) : static_cast<unsigned>(value);
+  do {
+    digits[n++] = static_cast<char>('0' + magnitude % 10);
+    magnitude /= 10;
+  } while (magnitude != 0);
+  if (value < 0) out.push_back('-');
+  for (int pad = n; pad < width; ++pad) out.push_back('0');
+  while (n > 0) out.push_back(digits[--n]);
 }
 
 }  // namespace
@@ -222,7 +234,9 @@ std::string FormatFixed(double value, int decimals, char separator) {
   if (decimals < 0) decimals = 0;
   // 15 significant digits: d.dddddddddddddde+XX
   char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%.14e", std::fabs(value));
+  const auto written = std::to_chars(buffer, buffer + sizeof buffer - 1, std::fabs(value),
+                                     std::chars_format::scientific, 14);
+  *written.ptr = '\0';
   std::string digits;
   const char* p = buffer;
   for (; *p && *p != 'e'; ++p) {
@@ -347,18 +361,34 @@ DateParts SplitDate(DateValue value) {
 
 std::string FormatDDMMYYYY(DateValue value) {
   const DateParts p = SplitDate(value);
-  return TwoDigits(p.day) + TwoDigits(p.month) + FourDigits(p.year);
+  std::string text;
+  text.reserve(8);
+  AppendDigits(text, p.day, 2);
+  AppendDigits(text, p.month, 2);
+  AppendDigits(text, p.year, 4);
+  return text;
 }
 
 std::string FormatHHNN(DateValue value) {
   const DateParts p = SplitDate(value);
-  return TwoDigits(p.hour) + TwoDigits(p.minute);
+  std::string text;
+  text.reserve(4);
+  AppendDigits(text, p.hour, 2);
+  AppendDigits(text, p.minute, 2);
+  return text;
 }
 
 std::string FormatStamp(DateValue value) {
   const DateParts p = SplitDate(value);
-  return TwoDigits(p.day) + TwoDigits(p.month) + FourDigits(p.year) + TwoDigits(p.hour) +
-         TwoDigits(p.minute) + TwoDigits(p.second);
+  std::string text;
+  text.reserve(14);
+  AppendDigits(text, p.day, 2);
+  AppendDigits(text, p.month, 2);
+  AppendDigits(text, p.year, 4);
+  AppendDigits(text, p.hour, 2);
+  AppendDigits(text, p.minute, 2);
+  AppendDigits(text, p.second, 2);
+  return text;
 }
 
 }  // namespace mi
