@@ -190,33 +190,14 @@ TEST_F(HostShellTest, AMeterOutsideTheCatalogueGetsEmptyNames) {
   EXPECT_EQ(Start("Diary 1 0 32767").Action(32767).picture, std::nullopt);
 }
 
-TEST(MeterCatalogue, TenMetersWithTheirFamiliesAndDialogs) {
+TEST(MeterCatalogue, SetupDialogsByExactFamilyName) {
   EXPECT_EQ(MeterCatalogue().size(), 10u);
-  struct Case {
-    int16_t id;
-    const char* family;
-    int16_t read_mode;
-    SetupDialog setup;
-  };
-  const Case cases[] = {
-      {11, "Accutrend DM", 1, SetupDialog::kDM},
-      {12, "AccuChek Advantage", 12, SetupDialog::kNone},
-      {13, "Accu-Chek Complete", 12, SetupDialog::kComplete},
-      {16, "Glucotrend GCT", 1, SetupDialog::kGlucotrend},
-      {24, "RDIR", 12, SetupDialog::kNone},
-      {28, "RDIR", 12, SetupDialog::kNone},
-      {49, "AccuChek Advantage", 12, SetupDialog::kNone},
-  };
-  for (const auto& c : cases) {
-    auto entry = FindMeter(c.id);
-    ASSERT_TRUE(entry) << c.id;
-    EXPECT_EQ(entry->family, c.family);
-    EXPECT_EQ(entry->read_mode, c.read_mode);
-    EXPECT_EQ(entry->setup, c.setup);
-    EXPECT_EQ(SetupDialogForFamily(entry->family), c.setup);
+  for (const auto& entry : MeterCatalogue()) {
+    EXPECT_EQ(FindMeter(entry.meter_id)->name, entry.name);
+    EXPECT_EQ(SetupDialogForFamily(entry.family), entry.setup) << entry.name;
   }
   EXPECT_FALSE(FindMeter(20));
-  EXPECT_EQ(SetupDialogForFamily("accutrend dm"), SetupDialog::kNone);  // exact comparison
+  EXPECT_EQ(SetupDialogForFamily("accutrend dm"), SetupDialog::kNone);
 }
 
 }  // namespace

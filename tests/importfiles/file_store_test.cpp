@@ -6,23 +6,20 @@
 #include <string>
 
 #include "importfiles/codepage.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 namespace mi {
 namespace {
 
 using test::ReadFile;
-using test::TempDir;
 using test::WriteFile;
 
 TEST(CodePageTest, Windows1252ToUtf8AndBack) {
   const std::pair<std::string, std::string> cases[] = {
       {"plain", "plain"},
-      {"\x80", "€"},
-      {"\x9f", "Ÿ"},
-      {"\xdc\xe4\xdf", "Üäß"},
-      {"\xff", "ÿ"},
-      {"\xa0", "\u00a0"},
+      {"\x80\x9f", "€Ÿ"},
+      {"\xdc\xe4\xdf\xff\xa0", "Üäßÿ\u00a0"},
       {"\x81\x8d\x8f\x90\x9d", "\u0081\u008d\u008f\u0090\u009d"},  // unassigned bytes
   };
   for (const auto& [bytes, text] : cases) {
@@ -45,66 +42,48 @@ TEST(CodePageTest, WhatWindows1252CannotHoldBecomesAQuestionMark) {
   for (const auto& [text, bytes] : cases) EXPECT_EQ(Windows1252FromUtf8(text), bytes) << text;
 }
 
-class FileStoreTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    const char* old = std::getenv("XDG_DATA_HOME");
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-  }
-  void TearDown() override {
-    if (had_) {
-      setenv("XDG_DATA_HOME", old_.c_str(), 1);
-    } else {
-      unsetenv("XDG_DATA_HOME");
-    }
-  }
-  TempDir dir_;
-  bool had_ = false;
-  std::string old_;
-};
-
-TEST_F(FileStoreTest, RelativeNamesLandInTheDataDirectory) {
-  setenv("XDG_DATA_HOME", "/data/home", 1);
-  EXPECT_EQ(ResolveDataPath("a/b.txt"), std::filesystem::path("/data/home/meterimport/a/b.txt"));
-  EXPECT_EQ(ResolveDataPath("/abs/b.txt"), std::filesystem::path("/abs/b.txt"));
-  setenv("XDG_DATA_HOME", "relative/path", 1);  // not absolute: ignored
+TEST(FileStoreTest, RelativeNamesLandInTheDataDirectory) {
   const char* home = std::getenv("HOME");
-  EXPECT_EQ(DataDirectory(),
-            std::filesystem::path(home ? home : "/tmp") / ".local/share/meterimport");
-  unsetenv("XDG_DATA_HOME");
-  EXPECT_EQ(DataDirectory(),
-            std::filesystem::path(home ? home : "/tmp") / ".local/share/meterimport");
+  const auto fallback = std::filesystem::path(home ? home : "/tmp") / ".local/share/meterimport";
+  {
+    const test::ScopedEnv data_home("XDG_DATA_HOME", "/data/home");
+    EXPECT_EQ(ResolveDataPath("a/b.txt"), "/data/home/meterimport/a/b.txt");
+    EXPECT_EQ(ResolveDataPath("/abs/b.txt"), "/abs/b.txt");
+  }
+  const test::ScopedEnv relative("XDG_DATA_HOME", "relative/path");  // not absolute: ignored
+  EXPECT_EQ(DataDirectory(), fallback);
+  const test::ScopedEnv unset("XDG_DATA_HOME", nullptr);
+  EXPECT_EQ(DataDirectory(), fallback);
 }
 
-TEST_F(FileStoreTest, ReplaceLeavesOnlyTheNewFile) {
-  const auto file = dir_ / "f.txt";
+TEST(FileStoreTest, ReplaceIsAllOrNothingAndLeavesNoTemporaryFile) {
+  const test::TempDir dir;
+  const auto count = [&dir] {
+    return std::distance(std::filesystem::directory_iterator(dir.path()), {});
+  };
+  // The temporary file's name would be too long: the old file stays whole.
+  const auto file = dir / std::string(250, 'f');
   WriteFile(file, "old");
-  ASSERT_TRUE(ReplaceFileAtomically(file, "new content"));
-  EXPECT_EQ(ReadFile(file), "new content");
-  ASSERT_TRUE(ReplaceFileAtomically(file, "", true));
-  EXPECT_EQ(ReadFile(file), "");
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()),
-                          std::filesystem::directory_iterator()),
-            1);
+  EXPECT_FALSE(ReplaceFileAtomically(file, "new"));
+  EXPECT_EQ(ReadFile(file), "old");
+  std::filesystem::rename(file, dir / "f.txt");
+  ASSERT_TRUE(ReplaceFileAtomically(dir / "f.txt", "new content", true));
+  EXPECT_EQ(ReadFile(dir / "f.txt"), "new content");
+  EXPECT_FALSE(ReplaceFileAtomically(dir / "missing/f.txt", "x"));
+  // A folder in the way is found only after the temporary file is written.
+  std::filesystem::create_directory(dir / "folder");
+  WriteFile(dir / "folder/inside", "kept");
+  EXPECT_FALSE(ReplaceFileAtomically(dir / "folder", "x"));
+  EXPECT_EQ(ReadFile(dir / "folder/inside"), "kept");
+  EXPECT_EQ(count(), 2);
 }
 
-TEST_F(FileStoreTest, FailedReplaceLeavesNoTraceAndReportsIt) {
-  EXPECT_FALSE(ReplaceFileAtomically(dir_ / "missing/f.txt", "x"));
-  std::filesystem::create_directory(dir_ / "folder");
-  WriteFile(dir_ / "folder/inside", "kept");
-  EXPECT_FALSE(ReplaceFileAtomically(dir_ / "folder", "x"));  // a folder is in the way
-  EXPECT_EQ(ReadFile(dir_ / "folder/inside"), "kept");
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()),
-                          std::filesystem::directory_iterator()),
-            1);
-}
-
-TEST_F(FileStoreTest, ReadWholeFileOnlyReadsRegularFiles) {
-  WriteFile(dir_ / "f.txt", std::string("a\0b", 3));
-  EXPECT_EQ(ReadWholeFile(dir_ / "f.txt"), std::string("a\0b", 3));
-  EXPECT_EQ(ReadWholeFile(dir_ / "missing"), std::nullopt);
-  EXPECT_EQ(ReadWholeFile(dir_.path()), std::nullopt);
+TEST(FileStoreTest, ReadWholeFileOnlyReadsRegularFiles) {
+  const test::TempDir dir;
+  WriteFile(dir / "f.txt", std::string("a\0b", 3));
+  EXPECT_EQ(ReadWholeFile(dir / "f.txt"), std::string("a\0b", 3));
+  EXPECT_EQ(ReadWholeFile(dir / "missing"), std::nullopt);
+  EXPECT_EQ(ReadWholeFile(dir.path()), std::nullopt);
 }
 
 }  // namespace

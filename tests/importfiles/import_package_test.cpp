@@ -1,82 +1,65 @@
 #include "importfiles/import_package.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <climits>
 #include <set>
 #include <string>
 
 #include "support/import_golden.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 namespace mi {
 namespace {
 
-using test::Date;
-using test::Golden;
-using test::MaskMomentOfWriting;
 using test::ReadFile;
-using test::TempDir;
-using test::Time;
-using test::WriteFile;
+
+const std::string kSingleName = "IMP_03022004140509.00017";
 
 // A clock that moves on by one second each time it is read.
 class TickingClock : public WallClock {
  public:
-  explicit TickingClock(DateValue start) : now_(start) {}
-  DateValue Now() const override {
-    const DateValue now = now_;
-    now_ += 1.0 / 86400;
-    return now;
-  }
-
- private:
-  mutable DateValue now_;
+  DateValue Now() const override { return now_ += 1.0 / 86400; }
+  mutable DateValue now_ = test::MomentOfWriting();
 };
-
-std::set<std::string> FilesIn(const std::filesystem::path& folder) {
-  std::set<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    names.insert(entry.path().filename().string());
-  }
-  return names;
-}
 
 class ImportPackageTest : public ::testing::Test {
  protected:
-  std::string ImportDir() { return dir_.path().string() + "/"; }
-  ImportPackageResult Write(bool single_file, const DecodedRecords& records,
-                            int32_t sequence = 17) {
-    return WriteImportPackage(ImportDir(), sequence, single_file, header_, records, clock_,
-                              progress_, '.');
+  void SetUp() override {
+    records_.glucose = test::GlucoseThreeRecords();
+    records_.insulin = test::InsulinOneRecord();
   }
+  std::string ImportDir() { return dir_.path().string() + "/"; }
+  ImportPackageResult Write(bool single_file, std::string folder = "") {
+    return WriteImportPackage(folder.empty() ? ImportDir() : folder, 17, single_file,
+                              test::Header(), records_, clock_, progress_, '.');
+  }
+  std::set<std::string> Files() {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir_.path())) {
+      names.insert(entry.path().filename().string());
+    }
+    return names;
+  }
+  std::string Single() { return test::MaskMomentOfWriting(ReadFile(dir_ / kSingleName)); }
 
-  TempDir dir_;
+  test::TempDir dir_;
   FixedWallClock clock_{test::MomentOfWriting()};
   ImportProgress progress_;
-  ImportHeader header_ = test::Header();
+  DecodedRecords records_;
 };
 
-TEST(ImportNamingTest, SequenceExtensionPadsToFiveDigits) {
-  const std::pair<int32_t, const char*> cases[] = {
-      {17, ".00017"},
-      {123456, ".123456"},
-      {0, ".00000"},
-      {99999, ".99999"},
-      {100000, ".100000"},
-      {-17, "-.00017"},
-      {INT32_MIN, "-.2147483648"},
+TEST(ImportNamingTest, NamesPrefixesAndExtensions) {
+  const std::pair<int32_t, const char*> extensions[] = {
+      {17, ".00017"},   {123456, ".123456"},         {0, ".00000"},
+      {-17, "-.00017"}, {INT32_MIN, "-.2147483648"},
   };
-  for (const auto& [sequence, extension] : cases) {
+  for (const auto& [sequence, extension] : extensions) {
     EXPECT_EQ(SequenceExtension(sequence), extension) << sequence;
   }
-}
-
-TEST(ImportNamingTest, NameIsFolderPrefixStampAndExtension) {
   EXPECT_EQ(ImportFileName("C:\\Import\\", kSingleFilePrefix, test::MomentOfWriting(), 17),
-            "C:\\Import\\IMP_03022004140509.00017");
+            "C:\\Import\\" + kSingleName);
   const std::pair<ImportCategory, const char*> prefixes[] = {
       {ImportCategory::kGlucose, "BG_"},      {ImportCategory::kInsulin, "INSULIN_"},
       {ImportCategory::kIntakes, "INTAKES_"}, {ImportCategory::kExercise, "EXERCISES_"},
@@ -85,108 +68,52 @@ TEST(ImportNamingTest, NameIsFolderPrefixStampAndExtension) {
   for (const auto& [category, prefix] : prefixes) EXPECT_EQ(CategoryFilePrefix(category), prefix);
 }
 
-TEST_F(ImportPackageTest, SingleFileHoldsOnlyTheCategoriesWithData) {
-  DecodedRecords records;
-  records.glucose = test::GlucoseThreeRecords();
-  records.insulin = test::InsulinOneRecord();
-  records.intakes.resize(2);  // an undated first record: no INTAKES section
-  records.intakes[1].date = Date(2003, 2, 1);
-  const ImportPackageResult result = Write(true, records);
-
-  const std::string name = "IMP_03022004140509.00017";
-  EXPECT_EQ(FilesIn(dir_.path()), std::set<std::string>{name});
-  EXPECT_EQ(MaskMomentOfWriting(ReadFile(dir_ / name)),
-            MaskMomentOfWriting(Golden("single_glucose_insulin.golden")));
-  for (const std::string& file_name : result.file_names) EXPECT_EQ(file_name, ImportDir() + name);
-
-  // The result screen's figures: the arrays' highest indexes, not the counts.
-  EXPECT_EQ(result.highest_index[0], 3);
-  EXPECT_EQ(result.highest_index[1], 0);
-  EXPECT_EQ(result.highest_index[2], 1);
-  EXPECT_EQ(result.highest_index[3], std::nullopt);
-  EXPECT_EQ(result.highest_index[4], std::nullopt);
-  EXPECT_EQ(result.writers[0].entries, 3);
-  EXPECT_FALSE(result.writers[2].written);
+// Written twice in the same second, each category's section is replaced.
+TEST_F(ImportPackageTest, SingleFileHoldsOnlyTheCategoriesWithDataInOrder) {
+  records_.intakes.resize(2);  // an undated first record: no INTAKES section
+  records_.intakes[1].date = test::Date(2003, 2, 1);
+  for (int run = 0; run < 2; ++run) {
+    const ImportPackageResult result = Write(true);
+    EXPECT_EQ(Files(), std::set<std::string>{kSingleName});
+    EXPECT_EQ(Single(), test::MaskMomentOfWriting(test::Golden("single_glucose_insulin.golden")));
+    for (const std::string& name : result.file_names) EXPECT_EQ(name, ImportDir() + kSingleName);
+    // The arrays' highest indexes, not the counts; nullopt for an array never sized.
+    const std::optional<int32_t> highest[] = {3, 0, 1, std::nullopt, std::nullopt};
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(result.highest_index[i], highest[i]) << i;
+    EXPECT_FALSE(result.writers[2].written);
+  }
 }
 
-TEST_F(ImportPackageTest, SecondImportInTheSameSecondRewritesEachSection) {
-  DecodedRecords records;
-  records.glucose = test::GlucoseThreeRecords();
-  records.insulin = test::InsulinOneRecord();
-  Write(true, records);
-  Write(true, records);
-  EXPECT_EQ(FilesIn(dir_.path()).size(), 1u);
-  EXPECT_EQ(MaskMomentOfWriting(ReadFile(dir_ / "IMP_03022004140509.00017")),
-            MaskMomentOfWriting(Golden("single_glucose_insulin.golden")));
-}
-
-TEST_F(ImportPackageTest, OneFilePerCategoryWithData) {
-  DecodedRecords records;
-  records.glucose = test::GlucoseThreeRecords();
-  Write(false, records, 0);
-  EXPECT_EQ(FilesIn(dir_.path()), std::set<std::string>{"BG_03022004140509.00000"});
-  EXPECT_EQ(MaskMomentOfWriting(ReadFile(dir_ / "BG_03022004140509.00000")),
-            MaskMomentOfWriting(Golden("glucose_fresh.golden")));
-}
-
-TEST_F(ImportPackageTest, EachCategoryTakesItsStampWhenItsTurnComes) {
-  DecodedRecords records;
-  records.glucose = test::GlucoseThreeRecords();
-  records.lab.resize(1);
-  records.lab[0].date = Date(2003, 1, 10);
-  records.lab[0].hbac = 6.8f;
-  TickingClock clock(test::MomentOfWriting());
+TEST_F(ImportPackageTest, EachCategoryWithDataGetsItsOwnFileAndStamp) {
+  records_.insulin.clear();
+  records_.lab.resize(1);
+  records_.lab[0].date = test::Date(2003, 1, 10);
+  TickingClock clock;
   const ImportPackageResult result =
-      WriteImportPackage(ImportDir(), 5, false, header_, records, clock, progress_, '.');
-  const std::string& glucose = result.file_names[0];
-  const std::string& lab = result.file_names[4];
-  EXPECT_EQ(glucose.rfind(ImportDir() + "BG_", 0), 0u);
-  EXPECT_EQ(lab.rfind(ImportDir() + "LABORATORY_", 0), 0u);
+      WriteImportPackage(ImportDir(), 5, false, test::Header(), records_, clock, progress_, '.');
+  const std::string glucose = result.file_names[0].substr(ImportDir().size());
+  const std::string lab = result.file_names[4].substr(ImportDir().size());
+  EXPECT_EQ(glucose.rfind("BG_", 0), 0u);
+  EXPECT_EQ(lab.rfind("LABORATORY_", 0), 0u);
   // The glucose writer read the clock in between, so the stamps differ.
-  EXPECT_NE(glucose.substr(glucose.size() - 20, 14), lab.substr(lab.size() - 20, 14));
-  EXPECT_EQ(FilesIn(dir_.path()), (std::set<std::string>{glucose.substr(ImportDir().size()),
-                                                         lab.substr(ImportDir().size())}));
+  EXPECT_NE(glucose.substr(3, 14), lab.substr(11, 14));
+  EXPECT_EQ(Files(), (std::set<std::string>{glucose, lab}));
+  EXPECT_EQ(test::MaskMomentOfWriting(ReadFile(dir_ / glucose)),
+            test::MaskMomentOfWriting(test::Golden("glucose_fresh.golden")));
 }
 
 TEST_F(ImportPackageTest, MissingImportFolderWritesNothingAndDoesNotStop) {
-  DecodedRecords records;
-  records.glucose = test::GlucoseThreeRecords();
-  records.insulin = test::InsulinOneRecord();
   for (const bool single_file : {false, true}) {
-    const ImportPackageResult result = WriteImportPackage(ImportDir() + "missing/", 17, single_file,
-                                                          header_, records, clock_, progress_, '.');
+    const ImportPackageResult result = Write(single_file, ImportDir() + "missing/");
     EXPECT_GT(result.writers[0].failed_saves, 0);
     EXPECT_GT(result.writers[1].failed_saves, 0);  // the later category was still tried
-    EXPECT_EQ(result.highest_index[0], 3);
   }
-  EXPECT_TRUE(std::filesystem::is_empty(dir_.path()));
+  EXPECT_TRUE(Files().empty());
 }
 
-TEST_F(ImportPackageTest, ReadOnlyImportFolderWritesNothing) {
-  if (geteuid() == 0) GTEST_SKIP() << "root writes into read-only folders";
-  std::filesystem::permissions(
-      dir_.path(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-  DecodedRecords records;
-  records.glucose = test::GlucoseThreeRecords();
-  const ImportPackageResult result = Write(true, records);
-  EXPECT_GT(result.writers[0].failed_saves, 0);
-  EXPECT_TRUE(std::filesystem::is_empty(dir_.path()));
-}
-
-TEST_F(ImportPackageTest, FolderInTheWayOfTheFileIsLeftAsItIsWithNoLeftovers) {
-  std::filesystem::create_directory(dir_ / "IMP_03022004140509.00017");
-  DecodedRecords records;
-  records.glucose = test::GlucoseThreeRecords();
-  const ImportPackageResult result = Write(true, records);
-  EXPECT_GT(result.writers[0].failed_saves, 0);
-  EXPECT_EQ(FilesIn(dir_.path()), std::set<std::string>{"IMP_03022004140509.00017"});
-  EXPECT_TRUE(std::filesystem::is_directory(dir_ / "IMP_03022004140509.00017"));
-}
-
-// Import files that are already there with odd content are read and written
-// over without harm; the new section is complete afterwards.
+// Import files already there with odd content are read and written over
+// without harm; the new section is complete afterwards.
 TEST_F(ImportPackageTest, OddExistingFilesAreRewritten) {
-  const std::string name = "IMP_03022004140509.00017";
   std::string binary;
   for (int i = 0; i < 4096; ++i) binary.push_back(static_cast<char>((i * 7919) % 256));
   const std::pair<const char*, std::string> cases[] = {
@@ -196,43 +123,27 @@ TEST_F(ImportPackageTest, OddExistingFilesAreRewritten) {
       {"a line of 1 MB", "[OTHER]\r\nK=" + std::string(1 << 20, 'v') + "\r\n"},
       {"sections repeated", "[GLUCOSE]\r\n1=a\r\n[GLUCOSE]\r\n2=b\r\n[glucose]\r\n"},
       {"binary junk", binary},
-      {"only blank lines", "\r\n\r\n\n\n\r\r"},
   };
-  DecodedRecords records;
-  records.glucose = test::GlucoseThreeRecords();
+  records_.insulin.clear();
   for (const auto& [what, content] : cases) {
-    SCOPED_TRACE(what);
-    WriteFile(dir_ / name, content);
-    const ImportPackageResult result = Write(true, records);
-    EXPECT_EQ(result.writers[0].failed_saves, 0);
-    const std::string text = ReadFile(dir_ / name);
+    test::WriteFile(dir_ / kSingleName, content);
+    EXPECT_EQ(Write(true).writers[0].failed_saves, 0) << what;
+    const std::string text = Single();
     EXPECT_NE(text.find("[GLUCOSE]\r\nSTORAGEMETHOD=0\r\nNUMSKIPS=1\r\n"), std::string::npos);
-    EXPECT_NE(text.find("Entries=3\r\n"), std::string::npos);
-    EXPECT_EQ(text.substr(text.size() - 2), "\r\n");
-    EXPECT_EQ(FilesIn(dir_.path()).size(), 1u);
+    EXPECT_NE(text.find("Entries=3\r\n"), std::string::npos) << what;
+    EXPECT_EQ(text.substr(text.size() - 2), "\r\n") << what;
   }
+  EXPECT_EQ(Files().size(), 1u);
 }
 
 TEST_F(ImportPackageTest, RelativeImportFolderLandsInTheDataDirectory) {
-  const char* old = std::getenv("XDG_DATA_HOME");
-  const std::string saved = old ? old : "";
-  setenv("XDG_DATA_HOME", dir_.path().c_str(), 1);
+  const test::ScopedEnv data_home("XDG_DATA_HOME", dir_.path().c_str());
   const auto cwd = std::filesystem::current_path();
-  DecodedRecords records;
-  records.glucose = test::GlucoseThreeRecords();
-  // A sub-folder that does not exist there is not made: nothing is written.
-  WriteImportPackage("rel/", 17, true, header_, records, clock_, progress_, '.');
+  Write(true, "rel/");  // a sub-folder that is not there is not made
   EXPECT_FALSE(std::filesystem::exists(dir_ / "meterimport/rel"));
+  WriteImportPackage("", 17, true, test::Header(), records_, clock_, progress_, '.');
+  EXPECT_TRUE(std::filesystem::exists(dir_ / "meterimport" / kSingleName));
   EXPECT_EQ(std::filesystem::current_path(), cwd);
-  // A relative file name directly in the data directory.
-  WriteImportPackage("", 17, true, header_, records, clock_, progress_, '.');
-  EXPECT_TRUE(std::filesystem::exists(dir_ / "meterimport/IMP_03022004140509.00017"));
-  EXPECT_EQ(std::filesystem::current_path(), cwd);
-  if (old) {
-    setenv("XDG_DATA_HOME", saved.c_str(), 1);
-  } else {
-    unsetenv("XDG_DATA_HOME");
-  }
 }
 
 }  // namespace

@@ -28,46 +28,36 @@ inline DateValue MomentOfWriting() {
 }
 
 inline ImportHeader Header() {
-  ImportHeader header;
-  header.ImportFrom = "Accu-Chek Complete";
-  header.ImportId = "SN12345";
-  header.ImportType = 7;
-  header.ImportAction = "APPEND";
-  return header;
+  return {"Accu-Chek Complete", "SN12345", 7, "APPEND"};
 }
+
+// Records are built with designated initializers; the members left out keep
+// their defaults on purpose.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 
 // Three dated readings and the empty element that ends every decoded array.
 inline RecordArray<GlucoseRecord> GlucoseThreeRecords() {
-  RecordArray<GlucoseRecord> records(4);
-  records[0].date = Date(2003, 2, 1);
-  records[0].time = Time(8, 15);
-  records[0].bg = 123;
-  records[1].date = Date(2003, 2, 2);
-  records[1].time = Time(12, 30);
-  records[1].bg = 95;
-  records[1].meter_type = 1;
-  records[1].event = 3;
-  records[1].event_desc = "vor dem Essen → 5€";  // the arrow has no place in Windows-1252
-  records[1].comment = "  Übung \t";
-  records[1].skip = -1;
-  records[2].date = Date(2003, 2, 2);
-  records[2].time = Time(18, 45);
-  records[2].bg = 250;
-  records[2].meter_type = 4;  // no prefix known: the BG field stays empty
-  records[2].control = -1;
-  return records;
+  // clang-format off
+  return {{.date = Date(2003, 2, 1), .time = Time(8, 15), .bg = 123},
+          {.date = Date(2003, 2, 2), .time = Time(12, 30), .bg = 95, .event = 3,
+           .event_desc = "vor dem Essen → 5€",  // the arrow has no place in Windows-1252
+           .comment = "  Übung \t", .meter_type = 1, .skip = -1},
+          // No prefix known for meter type 4: the BG field stays empty.
+          {.date = Date(2003, 2, 2), .time = Time(18, 45), .bg = 250, .control = -1,
+           .meter_type = 4},
+          {}};
+  // clang-format on
 }
 
 inline RecordArray<InsulinRecord> InsulinOneRecord() {
-  RecordArray<InsulinRecord> records(1);
-  records[0].date = Date(2003, 2, 1);
-  records[0].time = Time(8, 20);
-  records[0].i1 = 2.5;
-  records[0].i2 = 12;
-  records[0].rapid = -1;
-  records[0].type = "Actrapid";
-  return records;
+  // clang-format off
+  return {{.date = Date(2003, 2, 1), .time = Time(8, 20), .i1 = 2.5, .i2 = 12,
+           .type = "Actrapid", .rapid = -1}};
+  // clang-format on
 }
+
+#pragma GCC diagnostic pop
 
 // A golden file of tests/importfiles/golden/, with "@VERSION@" standing for
 // the program's version.
