@@ -20,7 +20,13 @@ class GlucoseTest : public ::testing::Test {
     for (size_t i = 0; i < table.size(); ++i) table[i] = static_cast<int16_t>(200 + i);
     events.table.Fill(table);
   }
-  int32_t Decode() { return DecodeGlucose(connection, events, records, &error); }
+  // Decodes the given kind-1 entries afresh.
+  int32_t Decode(std::vector<RawMeterRecord> entries) {
+    connection.CloseMeterDriver();
+    control.records[1] = std::move(entries);
+    error.clear();
+    return DecodeGlucose(connection, events, records, &error);
+  }
 
   FakeMeterControl control;
   MeterConnection connection{control};
@@ -30,10 +36,11 @@ class GlucoseTest : public ::testing::Test {
 };
 
 TEST_F(GlucoseTest, OneRecordPerReadingWithASpareLastElement) {
-  control.records[1] = {RawEntry("20040203", "140509").Glucose(120.5f),
-                        RawEntry("20040204", "070000").Glucose(121.5f).ControlTest(1)};
-  ASSERT_EQ(Decode(), 2);
-  ASSERT_EQ(records.size(), 3u);
+  ASSERT_EQ(Decode({RawEntry("20040203", "140509").Glucose(120.5f),
+                    RawEntry().Glucose(150).Status(3),  // status 3: not imported
+                    RawEntry("20040204", "070000").Glucose(121.5f).ControlTest(1)}),
+            2);
+  ASSERT_EQ(records.size(), 3u);  // sized for the readings and the spare
   EXPECT_EQ(records[0].bg, 120);  // halves to even
   EXPECT_EQ(records[1].bg, 122);
   EXPECT_DOUBLE_EQ(records[0].date, *DateFromParts(2004, 2, 3));
@@ -41,28 +48,15 @@ TEST_F(GlucoseTest, OneRecordPerReadingWithASpareLastElement) {
   EXPECT_EQ(records[0].control, 0);
   EXPECT_EQ(records[1].control, -1);
   EXPECT_EQ(records[0].meter_type, 13);
-  EXPECT_EQ(records[0].id, 0);
-  EXPECT_EQ(records[0].skip, 0);
   EXPECT_EQ(records[2].date, 0);
-  EXPECT_EQ(records[2].bg, 0);
   EXPECT_EQ(error, "");
-}
-
-TEST_F(GlucoseTest, StatusThreeIsNotImportedEvenWithAValue) {
-  control.records[1] = {RawEntry().Glucose(150).Status(3), RawEntry().Glucose(99)};
-  ASSERT_EQ(Decode(), 1);
-  ASSERT_EQ(records.size(), 2u);
-  EXPECT_EQ(records[0].bg, 99);
 }
 
 TEST_F(GlucoseTest, NothingToImportLeavesTheArrayAsItWas) {
   records.resize(5);
   records[0].bg = 7;
-  control.records[1] = {RawEntry().Glucose(150).Status(3)};
-  EXPECT_EQ(Decode(), 0);
-  control.records[1].clear();
-  connection.CloseMeterDriver();
-  EXPECT_EQ(Decode(), 0);
+  EXPECT_EQ(Decode({RawEntry().Glucose(150).Status(3)}), 0);
+  EXPECT_EQ(Decode({}), 0);
   ASSERT_EQ(records.size(), 5u);
   EXPECT_EQ(records[0].bg, 7);
 }
@@ -83,59 +77,55 @@ TEST_F(GlucoseTest, EventOfARawEntryInItsOrder) {
   };
   for (const Case& c : cases) EXPECT_EQ(RecordEventCode(c.entry, events), c.event);
 
-  // The first raw code that maps to a non-zero event wins.
+  // The first raw code that maps to a non-zero event wins; a bad code later in
+  // the entry matters only when it is reached.
   events.user[0] = 0;
   events.user[3] = 0;
   EXPECT_EQ(RecordEventCode(RawEntry().Event(1, 3).Event(2, 0).Event(3, 7), events), 107);
   EXPECT_EQ(RecordEventCode(RawEntry(), events), 0);
-  // A bad code later in the entry matters only when it is reached.
   EXPECT_THROW(RecordEventCode(RawEntry().Event(4, 34), events), DecodeRangeError);
   EXPECT_EQ(RecordEventCode(RawEntry().Event(1, 5).Event(4, 34), events), 105);
-}
-
-TEST_F(GlucoseTest, EventCodesOf34AndMoreAreOutOfRange) {
-  EXPECT_THROW(MapEventCode(34, events), DecodeRangeError);
-  EXPECT_THROW(MapEventCode(-34, events), DecodeRangeError);
-  EXPECT_THROW(MapEventCode(-32768, events), DecodeRangeError);
+  for (int32_t code : {34, -34, -32768}) {
+    EXPECT_THROW(MapEventCode(code, events), DecodeRangeError) << code;
+  }
   EXPECT_EQ(MapEventCode(-33, events), 233);
 }
 
-TEST_F(GlucoseTest, AnEventCodeOf34EndsTheRoutineAtThatRecord) {
-  control.records[1] = {RawEntry().Glucose(100), RawEntry().Glucose(101).Status(3),
-                        RawEntry().Glucose(102).Event(1, 34), RawEntry().Glucose(103)};
-  EXPECT_EQ(Decode(), 1);         // what was filled before the failing record
-  ASSERT_EQ(records.size(), 4u);  // sized for the three readings and the spare
-  EXPECT_EQ(records[0].bg, 100);
-  EXPECT_EQ(records[1].bg, 0);  // the failing record stays empty
-  EXPECT_EQ(records[1].date, 0);
-  EXPECT_EQ(records[2].bg, 0);  // and those after it
-  EXPECT_NE(error.find("event code"), std::string::npos);
+// A failing record ends the routine: earlier records stay, it and those after
+// it stay empty.
+TEST_F(GlucoseTest, AFailingRecordEndsTheRoutine) {
+  struct Case {
+    const char* label;
+    RawEntry bad;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"event code 34", RawEntry().Glucose(102).Event(1, 34), "event code"},
+      {"overflow", RawEntry().Glucose(40000), "overflow"},
+      {"bad date", RawEntry("2004xx03", "120000").Glucose(90), ""},
+  };
+  for (const Case& c : cases) {
+    records.clear();
+    EXPECT_EQ(Decode({RawEntry().Glucose(100), c.bad, RawEntry().Glucose(103)}), 1) << c.label;
+    ASSERT_EQ(records.size(), 4u) << c.label;
+    EXPECT_EQ(records[0].bg, 100) << c.label;
+    EXPECT_EQ(records[1].date, 0) << c.label;
+    EXPECT_EQ(records[1].bg, 0) << c.label;
+    EXPECT_EQ(records[2].bg, 0) << c.label;
+    EXPECT_NE(error.find(c.message), std::string::npos) << c.label << ": " << error;
+    EXPECT_FALSE(error.empty()) << c.label;
+  }
 }
 
-TEST_F(GlucoseTest, OverflowAndBadDatesEndTheRoutine) {
-  control.records[1] = {RawEntry().Glucose(90), RawEntry().Glucose(40000), RawEntry().Glucose(91)};
-  EXPECT_EQ(Decode(), 1);
-  EXPECT_EQ(records.size(), 4u);
-  EXPECT_NE(error.find("overflow"), std::string::npos);
-
-  records.clear();
-  connection.CloseMeterDriver();
-  control.records[1] = {RawEntry("2004xx03", "120000").Glucose(90)};
-  EXPECT_EQ(Decode(), 0);
-  EXPECT_EQ(records.size(), 2u);
-  EXPECT_EQ(records[0].date, 0);
-}
-
-TEST_F(GlucoseTest, AFailingControlEndsTheRoutineWithTheArrayUntouched) {
-  control.records[1] = {RawEntry().Glucose(90)};
+TEST_F(GlucoseTest, AFailingControlEndsTheRoutine) {
   control.failing = {36};
-  EXPECT_EQ(Decode(), 0);
-  EXPECT_TRUE(records.empty());
+  EXPECT_EQ(Decode({RawEntry().Glucose(90)}), 0);
+  EXPECT_TRUE(records.empty());  // fetching fails before the array is sized
   EXPECT_NE(error.find("method 36 (get data record) failed"), std::string::npos);
 
   // The model code cannot be fetched: the first record fails.
   control.failing = {3};
-  EXPECT_EQ(Decode(), 0);
+  EXPECT_EQ(Decode({RawEntry().Glucose(90)}), 0);
   EXPECT_EQ(records.size(), 2u);
   EXPECT_EQ(records[0].date, 0);
 }

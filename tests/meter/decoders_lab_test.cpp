@@ -24,7 +24,12 @@ std::vector<double> Values(const LabRecord& r) {
 class LabTest : public ::testing::Test {
  protected:
   LabTest() { control.SetModel("700"); }
-  int32_t Decode(int16_t kind) {
+  // Decodes the given entries as records of `kind`, appending to `records`.
+  int32_t Decode(int16_t kind, std::vector<float> raw) {
+    connection.CloseMeterDriver();
+    control.records[kind].clear();
+    for (float value : raw)
+      control.records[kind].push_back(RawEntry("20040301", "090000").Glucose(value));
     error.clear();
     return DecodeLaboratory(connection, kind, ketones, records, &error);
   }
@@ -56,87 +61,57 @@ TEST_F(LabTest, EachKindFillsItsOwnField) {
   };
   for (const Case& c : cases) {
     records.clear();
-    control.records[c.kind] = {RawEntry("20040301", "090000").Glucose(c.raw)};
-    ASSERT_EQ(Decode(c.kind), 1) << c.kind;
+    ASSERT_EQ(Decode(c.kind, {c.raw}), 1) << c.kind;
     ASSERT_EQ(records.size(), 2u) << c.kind;
     EXPECT_EQ(records[0].meter_type, 16);
     EXPECT_DOUBLE_EQ(records[0].date, *DateFromParts(2004, 3, 1));
     const std::vector<double> values = Values(records[0]);
     for (size_t i = 0; i < values.size(); ++i) {
-      if (i == c.field) {
-        EXPECT_DOUBLE_EQ(values[i], c.value) << c.kind;
-      } else {
-        EXPECT_EQ(values[i], -1) << c.kind << " field " << i;
-      }
+      EXPECT_DOUBLE_EQ(values[i], i == c.field ? c.value : -1) << c.kind << " field " << i;
     }
   }
 }
 
 TEST_F(LabTest, TheArrayGrowsAcrossKinds) {
-  control.records[3] = {RawEntry().Glucose(6.5f), RawEntry().Glucose(7.0f)};
-  control.records[6] = {RawEntry().Glucose(180)};
-  control.records[9] = {};
-  EXPECT_EQ(Decode(3), 2);
-  ASSERT_EQ(records.size(), 3u);
-  EXPECT_EQ(Decode(9), 0);  // nothing of this kind: the array stays
+  EXPECT_EQ(Decode(3, {6.5f, 7.0f}), 2);
+  EXPECT_EQ(Decode(9, {}), 0);  // nothing of this kind: the array stays
   EXPECT_EQ(records.size(), 3u);
-  EXPECT_EQ(Decode(6), 1);
-  ASSERT_EQ(records.size(), 4u);
+  EXPECT_EQ(Decode(6, {40000}), 0);  // an overflow ends this kind only
+  EXPECT_EQ(records.size(), 4u);
+  EXPECT_EQ(Decode(6, {180}), 1);
+  ASSERT_EQ(records.size(), 5u);
   EXPECT_FLOAT_EQ(records[0].hbac, 6.5f);
   EXPECT_FLOAT_EQ(records[1].hbac, 7.0f);
-  EXPECT_EQ(records[2].chol, 180);  // written into the old spare element
-  EXPECT_EQ(records[3].date, 0);
-  EXPECT_EQ(control.Calls(35), 3);
+  EXPECT_EQ(records[2].date, 0);    // the spare element the overflow left
+  EXPECT_EQ(records[3].chol, 180);  // written into the old spare element
+  EXPECT_EQ(records[4].date, 0);
 }
 
 TEST_F(LabTest, KetoneLevelsTakeTheDefaults) {
-  control.records[2] = {RawEntry().Glucose(1),    RawEntry().Glucose(3), RawEntry().Glucose(5),
-                        RawEntry().Glucose(2.5f),  // index 1.5 rounds to 2
-                        RawEntry().Glucose(4.5f),  // index 3.5 rounds to 4
-                        RawEntry().Glucose(6)};    // index 5: the unused sixth
-  ASSERT_EQ(Decode(2), 6);
-  ASSERT_EQ(records.size(), 7u);
-  const float expected[] = {0.0f, 1.5f, 8.0f, 1.5f, 8.0f, 0.0f};
-  for (size_t i = 0; i < 6; ++i) {
+  ketones[1] = -1;
+  // Level 1 is index 0; indices round halves to even; a level of 0 or below
+  // or a negative default drops the entry.
+  ASSERT_EQ(Decode(2, {1, 0, 3, 5, 2.5f, 3.5f, 4.5f, 6, 0.5f, -2, 2}), 11);  // dropped ones count
+  const float expected[] = {0.0f, 1.5f, 8.0f, 1.5f, 1.5f, 8.0f, 0.0f, 0.0f};
+  ASSERT_EQ(records.size(), std::size(expected) + 1);  // 11 + 1, shrunk by the three dropped
+  for (size_t i = 0; i < std::size(expected); ++i) {
     EXPECT_FLOAT_EQ(records[i].ket, expected[i]) << i;
     EXPECT_EQ(records[i].chol, -1);
   }
-}
-
-TEST_F(LabTest, KetoneEntriesAreDroppedForNoLevelOrANegativeDefault) {
-  ketones[1] = -1;
-  control.records[2] = {RawEntry().Glucose(0), RawEntry().Glucose(4), RawEntry().Glucose(-2),
-                        RawEntry().Glucose(2), RawEntry().Glucose(5)};
-  EXPECT_EQ(Decode(2), 5);        // the count read, dropped entries included
-  ASSERT_EQ(records.size(), 3u);  // 5 + 1, shrunk by the three dropped
-  EXPECT_FLOAT_EQ(records[0].ket, 4.0f);
-  EXPECT_FLOAT_EQ(records[1].ket, 8.0f);
-  EXPECT_EQ(records[2].date, 0);
+  EXPECT_EQ(records.back().date, 0);
 }
 
 TEST_F(LabTest, KetoneLevelsOutOfRangeEndTheRoutine) {
   for (float level :
-       {7.0f, 6.5f /* 5.5 rounds to 6 */, 0.4f /* -0.6 rounds to -1 */, std::nanf("")}) {
+       {7.0f, 6.5f /* index 5.5 rounds to 6 */, 0.4f /* -0.6 rounds to -1 */, std::nanf("")}) {
     records.clear();
-    control.records[2] = {RawEntry().Glucose(1), RawEntry().Glucose(level), RawEntry().Glucose(2)};
-    connection.CloseMeterDriver();
-    EXPECT_EQ(Decode(2), 1) << level;
+    EXPECT_EQ(Decode(2, {1, level, 2}), 1) << level;
     ASSERT_EQ(records.size(), 4u) << level;
     EXPECT_FLOAT_EQ(records[0].ket, 0.0f);
     EXPECT_EQ(records[1].date, 0) << level;
     EXPECT_EQ(records[2].date, 0) << level;
     EXPECT_FALSE(error.empty()) << level;
   }
-}
-
-TEST_F(LabTest, AnOverflowEndsTheKindAndTheNextKindGoesOn) {
-  control.records[6] = {RawEntry().Glucose(40000)};
-  control.records[5] = {RawEntry().Glucose(2)};
-  EXPECT_EQ(Decode(6), 0);
-  ASSERT_EQ(records.size(), 2u);
-  EXPECT_EQ(Decode(5), 1);
-  ASSERT_EQ(records.size(), 3u);
-  EXPECT_FLOAT_EQ(records[1].tri, 2);
 }
 
 }  // namespace

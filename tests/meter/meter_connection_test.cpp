@@ -20,6 +20,7 @@ class MeterConnectionTest : public ::testing::Test {
   }
   FakeMeterControl control;
   MeterConnection connection{control};
+  std::vector<RawMeterRecord> raw;
 };
 
 TEST_F(MeterConnectionTest, FindsTheKeyOfTheListedName) {
@@ -27,13 +28,9 @@ TEST_F(MeterConnectionTest, FindsTheKeyOfTheListedName) {
   EXPECT_EQ(control.Calls(2), 2);
   EXPECT_EQ(connection.FindDriverKey("Accu-Chek Advantage"), "ADV");
   EXPECT_EQ(connection.FindDriverKey("accu-chek complete"), "");
-  EXPECT_EQ(connection.FindDriverKey("Glucotrend"), "");
-}
-
-TEST_F(MeterConnectionTest, AFailingDriverEntryEndsTheSearch) {
-  control.failing = {2};
+  control.failing = {2};  // a failing entry ends the search
   EXPECT_EQ(connection.FindDriverKey("Accu-Chek Complete"), "");
-  EXPECT_EQ(control.Calls(2), 1);
+  EXPECT_EQ(control.Calls(2), 6);
 }
 
 TEST_F(MeterConnectionTest, OpensOnAPortFrom1To4) {
@@ -41,44 +38,52 @@ TEST_F(MeterConnectionTest, OpensOnAPortFrom1To4) {
   EXPECT_EQ(control.last_connect_key, "COMPLETE");
   EXPECT_EQ(control.last_connect_port, 3);
   EXPECT_EQ(control.last_connect_text, "Accu-Chek Complete");
-  EXPECT_EQ(connection.port(), 3);
-  EXPECT_EQ(connection.progress_window(), 77);
   EXPECT_EQ(connection.connect_text(), "CONNECTED");
+
+  // Read data gets its presets, the constants and the progress window.
+  connection.ReadRawRecords(2, raw);
+  EXPECT_EQ(control.last_read.kind, 2);
+  EXPECT_EQ(control.last_read.count, 1680);
+  EXPECT_EQ(control.last_read.position, -1);
+  EXPECT_EQ(control.last_read.constant1, 1);
+  EXPECT_EQ(control.last_read.constant2, 1);
+  EXPECT_EQ(control.last_read.progress_window, 77);
 }
 
-TEST_F(MeterConnectionTest, PortOutside1To4MakesNoConnectionButIsInstalled) {
-  for (int16_t port : {0, 5, -1}) {
+TEST_F(MeterConnectionTest, OpenResults) {
+  struct Case {
+    const char* label;
+    int16_t port;
+    const char* name;
+    std::set<int> failing;
+    bool fail_all;
+    const char* text;
+    int connects;
+    int disconnects;  // -1: not checked
+  };
+  const Case cases[] = {
+      // Installed but no connection; any old one is closed.
+      {"port 0", 0, "Accu-Chek Complete", {}, false, "", 0, 1},
+      {"port 5", 5, "Accu-Chek Complete", {}, false, "", 0, 1},
+      {"unlisted", 1, "Reflolux", {}, false, "NOT INSTALLED", 0, 0},
+      {"all failing", 1, "Accu-Chek Complete", {}, true, "NOT INSTALLED", 0, -1},
+      {"connect fails", 2, "Accu-Chek Complete", {6}, false, "", 1, -1},
+  };
+  for (const Case& c : cases) {
     FakeMeterControl fresh;
     fresh.AddDriver("COMPLETE", "Accu-Chek Complete");
-    MeterConnection c(fresh);
-    EXPECT_EQ(c.OpenMeterDriver(port, "Accu-Chek Complete", 1), "") << port;
-    EXPECT_EQ(fresh.Calls(6), 0) << port;
-    EXPECT_EQ(fresh.Calls(7), 1) << port;  // any old connection is closed
+    fresh.failing = c.failing;
+    fresh.fail_all = c.fail_all;
+    MeterConnection opened(fresh);
+    EXPECT_EQ(opened.OpenMeterDriver(c.port, c.name, 1), c.text) << c.label;
+    EXPECT_EQ(fresh.Calls(6), c.connects) << c.label;
+    EXPECT_TRUE(c.disconnects < 0 || fresh.Calls(7) == c.disconnects) << c.label;
   }
-}
-
-TEST_F(MeterConnectionTest, UnlistedDriverIsNotInstalled) {
-  EXPECT_EQ(connection.OpenMeterDriver(1, "Reflolux", 1), kDriverNotInstalled);
-  EXPECT_EQ(control.Calls(7), 0);
-  EXPECT_EQ(control.Calls(6), 0);
-}
-
-TEST_F(MeterConnectionTest, AControlThatFailsEveryCallIsNotInstalled) {
-  control.fail_all = true;
-  EXPECT_EQ(connection.OpenMeterDriver(1, "Accu-Chek Complete", 1), "NOT INSTALLED");
-}
-
-TEST_F(MeterConnectionTest, AFailedConnectLeavesTheTextEmpty) {
-  control.failing = {6};
-  EXPECT_EQ(connection.OpenMeterDriver(2, "Accu-Chek Complete", 1), "");
-  EXPECT_EQ(control.Calls(6), 1);
 }
 
 TEST_F(MeterConnectionTest, CloseClearsTheStateEvenWhenDisconnectFails) {
   ASSERT_EQ(connection.OpenMeterDriver(2, "Accu-Chek Complete", 1), "CONNECTED");
-  std::vector<RawMeterRecord> raw;
   connection.ReadRawRecords(1, raw);
-  ASSERT_EQ(connection.cached_kind(), 1);
   control.failing = {7};
   try {
     connection.CloseMeterDriver();
@@ -91,71 +96,42 @@ TEST_F(MeterConnectionTest, CloseClearsTheStateEvenWhenDisconnectFails) {
   EXPECT_EQ(connection.cached_kind(), 0);
 }
 
-TEST_F(MeterConnectionTest, ReadsKindOneOnceUntilClosed) {
-  std::vector<RawMeterRecord> raw;
+TEST_F(MeterConnectionTest, ReadsAKindOnceUntilClosedOrReplaced) {
   EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
   EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
   EXPECT_EQ(control.Calls(35), 1);
   EXPECT_EQ(control.Calls(36), 4);  // the records are fetched again each time
+  ASSERT_EQ(raw.size(), 3u);        // one beyond the count, the last empty
+  EXPECT_EQ(raw[1].Glucose(), 95);
+  EXPECT_EQ(raw[2].Glucose(), 0);
+  EXPECT_EQ(raw[2].date, "");
 
   connection.CloseMeterDriver();
   EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
   EXPECT_EQ(control.Calls(35), 2);
-}
-
-TEST_F(MeterConnectionTest, AnotherKindReplacesTheCache) {
-  std::vector<RawMeterRecord> raw;
-  connection.ReadRawRecords(1, raw);
   EXPECT_EQ(connection.ReadRawRecords(2, raw), 1);
   EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
-  EXPECT_EQ(control.Calls(35), 3);
-}
+  EXPECT_EQ(control.Calls(35), 4);
 
-TEST_F(MeterConnectionTest, ReadDataGetsItsPresetsAndConstants) {
-  connection.OpenMeterDriver(1, "Accu-Chek Complete", 4242);
-  std::vector<RawMeterRecord> raw;
-  connection.ReadRawRecords(2, raw);
-  EXPECT_EQ(control.last_read.kind, 2);
-  EXPECT_EQ(control.last_read.count, 1680);
-  EXPECT_EQ(control.last_read.position, -1);
-  EXPECT_EQ(control.last_read.constant1, 1);
-  EXPECT_EQ(control.last_read.constant2, 1);
-  EXPECT_EQ(control.last_read.progress_window, 4242);
-}
-
-TEST_F(MeterConnectionTest, ArraysAreOneBeyondTheCountWithTheLastEmpty) {
-  std::vector<RawMeterRecord> raw;
-  ASSERT_EQ(connection.ReadRawRecords(1, raw), 2);
-  ASSERT_EQ(raw.size(), 3u);
-  EXPECT_EQ(raw[0].Glucose(), 120);
-  EXPECT_EQ(raw[1].Glucose(), 95);
-  EXPECT_EQ(raw[2].Glucose(), 0);
-  EXPECT_EQ(raw[2].date, "");
+  // A failed read gives 0 and keeps the cache.
+  control.fail_read_kinds = {2};
+  EXPECT_EQ(connection.ReadRawRecords(2, raw), 0);
+  EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
+  EXPECT_EQ(control.Calls(35), 5);
 }
 
 TEST_F(MeterConnectionTest, ACountOfZeroNeverFetchesARecord) {
   control.records[1].clear();
-  std::vector<RawMeterRecord> raw(1);
+  raw.resize(1);
   raw[0].date = "kept";
   EXPECT_EQ(connection.ReadRawRecords(1, raw), 0);
   EXPECT_EQ(control.Calls(36), 0);
   ASSERT_EQ(raw.size(), 1u);
   EXPECT_EQ(raw[0].date, "kept");
-}
 
-TEST_F(MeterConnectionTest, AFailedReadGivesZeroAndKeepsTheCache) {
-  std::vector<RawMeterRecord> raw;
-  connection.ReadRawRecords(1, raw);
-  control.fail_read_kinds = {2};
-  EXPECT_EQ(connection.ReadRawRecords(2, raw), 0);
-  EXPECT_EQ(connection.cached_kind(), 1);
-  EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
-  EXPECT_EQ(control.Calls(35), 2);
-}
-
-TEST_F(MeterConnectionTest, AFailingRecordFetchIsRaised) {
+  control.records[1] = {RawEntry()};
+  connection.CloseMeterDriver();
   control.failing = {36};
-  std::vector<RawMeterRecord> raw;
   EXPECT_THROW(connection.ReadRawRecords(1, raw), MeterControlError);
 }
 
@@ -163,47 +139,23 @@ TEST_F(MeterConnectionTest, ReadsTheIdentification) {
   control.info = {"one", "two", "SN123", "200", "5", "x6", "7", "eight", "9", "10", "11", "12.5"};
   MeterInfo info;
   connection.ReadMeterInfo(info);
-  EXPECT_EQ(info.item1, "one");
   EXPECT_EQ(info.item3, "SN123");
   EXPECT_EQ(info.model_code, "200");
   EXPECT_EQ(info.model_name, "Accu-Chek Complete/ Accutrend Sensor Complete");
   EXPECT_EQ(info.host_meter_type, 13);
   EXPECT_EQ(info.item5, 5);
-  EXPECT_EQ(info.item6, 0);  // no number
-  EXPECT_EQ(info.item8, "eight");
+  EXPECT_EQ(info.item6, 0);    // no number
   EXPECT_EQ(info.item12, 12);  // halves to even
-  EXPECT_EQ(connection.model_code(), "200");
   EXPECT_EQ(connection.CurrentMeterModel(), 13);
-  EXPECT_EQ(control.Calls(3), 12);
-}
+  EXPECT_EQ(control.Calls(3), 12);  // the model is not fetched again
 
-TEST_F(MeterConnectionTest, CurrentMeterModelFetchesTheCodeOnce) {
-  control.SetModel("100");
-  EXPECT_EQ(connection.CurrentMeterModel(), 12);
-  EXPECT_EQ(connection.CurrentMeterModel(), 12);
-  EXPECT_EQ(control.Calls(3), 1);
+  MeterConnection other(control);  // without the identification: fetched once
+  other.CurrentMeterModel();
+  EXPECT_EQ(other.CurrentMeterModel(), 13);
+  EXPECT_EQ(control.Calls(3), 13);
   control.failing = {3};
-  MeterConnection other(control);
-  EXPECT_THROW(other.CurrentMeterModel(), MeterControlError);
-}
-
-TEST_F(MeterConnectionTest, PumpEntriesAreConvertedFromIndexOne) {
-  control.pump = {{"20040203", "141000", 14, 3.5f}, {"20040204", "080000", 0, 2.0f}};
-  std::vector<PumpEntry> entries;
-  ASSERT_EQ(connection.ReadPumpRecords(entries), 2);
-  ASSERT_EQ(entries.size(), 3u);
-  EXPECT_EQ(entries[0].date_time, 0);
-  EXPECT_EQ(entries[1].type, 14);
-  EXPECT_FLOAT_EQ(entries[1].amount, 3.5f);
-  EXPECT_DOUBLE_EQ(entries[1].date, *DateFromParts(2004, 2, 3));
-  EXPECT_DOUBLE_EQ(entries[1].time, TimeFromParts(14, 10, 0));
-  EXPECT_DOUBLE_EQ(entries[1].date_time, entries[1].date + entries[1].time);
-  EXPECT_DOUBLE_EQ(entries[2].time, TimeFromParts(8, 0, 0));
-
-  control.failing = {40};
-  std::vector<PumpEntry> none;
-  EXPECT_EQ(connection.ReadPumpRecords(none), 0);
-  EXPECT_TRUE(none.empty());
+  MeterConnection failing(control);
+  EXPECT_THROW(failing.CurrentMeterModel(), MeterControlError);
 }
 
 }  // namespace

@@ -7,18 +7,16 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <map>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "common/hive.h"
 #include "common/settings_store.h"
+#include "support/scoped_env.h"
+#include "support/temp_dir.h"
 
 namespace mi {
 namespace {
@@ -30,33 +28,21 @@ const std::string kTestControls = METERIMPORT_TEST_CONTROLS_DIR;
 
 class PluginControlTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    unsetenv("METERIMPORT_SIM_MEMORY");
-    dir_ = fs::temp_directory_path() /
-           ("plugin_control_test_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override {
-    unsetenv("METERIMPORT_SIM_MEMORY");
-    fs::remove_all(dir_);
-  }
-
-  // Writes the registration: the library path as the key's default value and
-  // the other values given.
-  void Register(const std::string& library, const std::map<std::string, std::string>& values = {}) {
+  // Writes a fresh registration: the library path as the key's default value
+  // and the memory file, if any. An empty library writes none.
+  void Register(const std::string& library, const std::string& memory_file = "") {
+    fs::remove(machine());
+    if (library.empty()) return;
     Hive hive(machine(), Hive::Mode::kReadWrite);
     ASSERT_TRUE(hive.SetValue(kMeterControlServerKey, "", kRegSz, library + '\0'));
-    for (const auto& [name, value] : values) {
-      ASSERT_TRUE(hive.SetValue(kMeterControlServerKey, name, kRegSz, value + '\0'));
+    if (!memory_file.empty()) {
+      ASSERT_TRUE(hive.SetValue(kMeterControlServerKey, "MemoryFile", kRegSz, memory_file + '\0'));
     }
   }
 
   std::string WriteMemory(const std::string& name, const std::string& json) {
-    const fs::path file = dir_ / name;
-    std::ofstream(file) << json;
-    return file.string();
+    test::WriteFile(dir_ / name, json);
+    return (dir_ / name).string();
   }
 
   std::unique_ptr<MeterControl> Create(std::string* reason = nullptr) {
@@ -66,49 +52,37 @@ class PluginControlTest : public ::testing::Test {
 
   fs::path machine() const { return dir_ / "machine.hive"; }
 
-  fs::path dir_;
+  test::TempDir dir_;
+  test::ScopedEnv no_memory_override_{"METERIMPORT_SIM_MEMORY", nullptr};
 };
+
+bool IsUnavailable(const std::unique_ptr<MeterControl>& control) {
+  return dynamic_cast<UnavailableMeterControl*>(control.get()) != nullptr;
+}
 
 constexpr const char* kMemory = R"({
   "drivers": [{"key": "DM", "name": "Accutrend DM"}, {"key": "COMPLETE", "name": "Accu-Chek Complete"}],
   "info": ["Complete", "V2", "SC0001", "200"],
   "records": {"1": [{"date": "20260203", "time": "140509", "bg": 123, "carbs": 30,
-                     "unit": 786432, "events": [-4, 0, 0, 0]}],
-              "3": [{"date": "20260210", "time": "0900", "bg": 6.8}]},
+                     "unit": 786432, "events": [-4, 0, 0, 0]}]},
   "pump": [{"date": "20260203", "time": "141000", "type": 14, "amount": 3.5}]})";
 
 TEST_F(PluginControlTest, LoadsTheSimulatedControlThroughItsRegistration) {
-  Register(kSimLibrary, {{"MemoryFile", WriteMemory("memory.json", kMemory)}});
+  Register(kSimLibrary, WriteMemory("memory.json", kMemory));
   std::string reason = "old";
   auto control = Create(&reason);
-  ASSERT_EQ(dynamic_cast<UnavailableMeterControl*>(control.get()), nullptr) << reason;
+  ASSERT_FALSE(IsUnavailable(control)) << reason;
   EXPECT_EQ(reason, "");
 
   int32_t error = -1;
-  int16_t count = 0;
-  control->DriverCount(count, error);
-  EXPECT_EQ(error, 0);
-  EXPECT_EQ(count, 2);
-  std::string key, name;
-  control->DriverEntry(2, key, name, error);
-  EXPECT_EQ(error, 0);
-  EXPECT_EQ(key, "COMPLETE");
-  EXPECT_EQ(name, "Accu-Chek Complete");
-
-  std::string text = "Accu-Chek Complete";
+  std::string key = "COMPLETE", text = "Accu-Chek Complete", item;
   control->Connect(key, 2, text, error);
-  EXPECT_EQ(error, 0);
   EXPECT_EQ(text, "COM2:Accu-Chek Complete");
-  EXPECT_EQ(key, "COMPLETE");
-
-  std::string item;
   control->InfoItem(3, item, error);
   EXPECT_EQ(item, "SC0001");
-
-  count = 1680;
+  int16_t count = 1680;
   int32_t position = -1;
   control->ReadData(1, count, position, 1, 0, 1, error);
-  EXPECT_EQ(error, 0);
   ASSERT_EQ(count, 1);
   RawMeterRecord record;
   control->GetDataRecord(1, record, error);
@@ -120,15 +94,7 @@ TEST_F(PluginControlTest, LoadsTheSimulatedControlThroughItsRegistration) {
   EXPECT_EQ(record.UnitCode(), 12);
   EXPECT_EQ(record.RawEvent(0), -4);
 
-  count = 1680;
-  control->ReadData(3, count, position, 1, 0, 1, error);
-  ASSERT_EQ(count, 1);
-  control->GetDataRecord(1, record, error);
-  EXPECT_FLOAT_EQ(record.Glucose(), 6.8f);
-  EXPECT_EQ(record.time, "0900");
-
   control->ReadSecondSet(count, 0, error);
-  EXPECT_EQ(error, 0);
   ASSERT_EQ(count, 1);
   RawPumpRecord pump;
   control->GetSecondSetRecord(1, pump, error);
@@ -153,141 +119,81 @@ TEST_F(PluginControlTest, LoadsTheSimulatedControlThroughItsRegistration) {
   EXPECT_EQ(count, 1680);
 }
 
-TEST_F(PluginControlTest, EnvironmentMemoryWinsOverTheRegisteredFile) {
-  Register(kSimLibrary, {{"MemoryFile", WriteMemory("memory.json", kMemory)}});
+TEST_F(PluginControlTest, UnreadableMemoryListsNoDriversAndTheEnvironmentWins) {
+  Register(kSimLibrary, WriteMemory("memory.json", "{ not json"));
+  int32_t error = -1;
+  int16_t count = 5;
+  Create()->DriverCount(count, error);
+  EXPECT_EQ(error, 0);
+  EXPECT_EQ(count, 0);
+
   setenv("METERIMPORT_SIM_MEMORY",
          WriteMemory("env.json", R"({"drivers": [{"key": "R", "name": "Reflolux S"}]})").c_str(),
          1);
   auto control = Create();
-  int32_t error = -1;
-  int16_t count = 0;
-  control->DriverCount(count, error);
-  EXPECT_EQ(count, 1);
   std::string key, name;
   control->DriverEntry(1, key, name, error);
   EXPECT_EQ(name, "Reflolux S");
 }
 
-TEST_F(PluginControlTest, AnUnreadableMemoryListsNoDrivers) {
-  Register(kSimLibrary, {{"MemoryFile", WriteMemory("memory.json", "{ not json")}});
-  auto control = Create();
-  ASSERT_EQ(dynamic_cast<UnavailableMeterControl*>(control.get()), nullptr);
-  int32_t error = -1;
-  int16_t count = 5;
-  control->DriverCount(count, error);
-  EXPECT_EQ(error, 0);
-  EXPECT_EQ(count, 0);
+// Without a usable control every call fails with the flag set and leaves the
+// caller's values alone.
+TEST_F(PluginControlTest, EveryCallFailsWithoutAUsableControl) {
+  const std::pair<std::string, const char*> cases[] = {
+      {"", "not registered"},
+      {" \t", "not registered"},
+      {"/nonexistent/libmeterctl.so", "cannot load"},
+      {METERIMPORT_SOURCE_DIR "/CMakeLists.txt", "cannot load"},
+      {kTestControls + "/libmeterctl-test-noentry.so", "no entry point"},
+      {kTestControls + "/libmeterctl-test-badversion.so", "version 2"},
+      {kTestControls + "/libmeterctl-test-nocreate.so", "creating the control failed"},
+  };
+  for (const auto& [library, reason_part] : cases) {
+    SCOPED_TRACE("library '" + library + "'");
+    Register(library);
+    std::string reason;
+    auto control = Create(&reason);
+    ASSERT_TRUE(IsUnavailable(control));
+    EXPECT_NE(reason.find(reason_part), std::string::npos) << reason;
+    EXPECT_EQ(MeterControlFailureText(*control), reason);
+
+    std::vector<int32_t> errors(9, 0);
+    int16_t count = 77;
+    std::string key = "k", name = "n", text = "t";
+    int32_t position = -1;
+    RawMeterRecord record;
+    RawPumpRecord pump;
+    control->DriverCount(count, errors[0]);
+    control->DriverEntry(1, key, name, errors[1]);
+    control->InfoItem(4, text, errors[2]);
+    control->Connect(key, 1, text, errors[3]);
+    control->Disconnect(errors[4]);
+    control->ReadData(1, count, position, 1, 0, 1, errors[5]);
+    control->GetDataRecord(1, record, errors[6]);
+    control->ReadSecondSet(count, 0, errors[7]);
+    control->GetSecondSetRecord(1, pump, errors[8]);
+    for (size_t i = 0; i < errors.size(); ++i) EXPECT_NE(errors[i], 0) << "call " << i;
+    EXPECT_EQ(count, 77);
+    EXPECT_EQ(key + name + text, "knt");
+  }
 }
-
-// Every call on a control that could not be created fails with the flag
-// set and leaves the caller's values alone.
-void ExpectEveryCallFails(MeterControl& control) {
-  int32_t error = 0;
-  int16_t count = 77;
-  control.DriverCount(count, error);
-  EXPECT_NE(error, 0);
-  EXPECT_EQ(count, 77);
-  std::string key = "k", name = "n", text = "t";
-  error = 0;
-  control.DriverEntry(1, key, name, error);
-  EXPECT_NE(error, 0);
-  error = 0;
-  control.InfoItem(4, text, error);
-  EXPECT_NE(error, 0);
-  error = 0;
-  control.Connect(key, 1, text, error);
-  EXPECT_NE(error, 0);
-  EXPECT_EQ(text, "t");
-  error = 0;
-  control.Disconnect(error);
-  EXPECT_NE(error, 0);
-  int32_t position = -1;
-  error = 0;
-  count = 1680;
-  control.ReadData(1, count, position, 1, 0, 1, error);
-  EXPECT_NE(error, 0);
-  EXPECT_EQ(count, 1680);
-  RawMeterRecord record;
-  error = 0;
-  control.GetDataRecord(1, record, error);
-  EXPECT_NE(error, 0);
-  error = 0;
-  control.ReadSecondSet(count, 0, error);
-  EXPECT_NE(error, 0);
-  RawPumpRecord pump;
-  error = 0;
-  control.GetSecondSetRecord(1, pump, error);
-  EXPECT_NE(error, 0);
-  EXPECT_EQ(key, "k");
-  EXPECT_EQ(name, "n");
-}
-
-struct UnavailableCase {
-  const char* label;
-  std::string library;  // empty: no registration at all
-  const char* reason_part;
-};
-
-void PrintTo(const UnavailableCase& c, std::ostream* os) {
-  *os << c.label;
-}
-
-class PluginControlUnavailable : public PluginControlTest,
-                                 public ::testing::WithParamInterface<UnavailableCase> {};
-
-TEST_P(PluginControlUnavailable, EveryCallFailsWithTheFlagSet) {
-  const UnavailableCase& c = GetParam();
-  if (!c.library.empty()) Register(c.library);
-  std::string reason;
-  auto control = Create(&reason);
-  auto* unavailable = dynamic_cast<UnavailableMeterControl*>(control.get());
-  ASSERT_NE(unavailable, nullptr) << c.label;
-  EXPECT_EQ(unavailable->reason(), reason);
-  EXPECT_NE(reason.find(c.reason_part), std::string::npos) << reason;
-  EXPECT_EQ(MeterControlFailureText(*control), reason);
-  ExpectEveryCallFails(*control);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, PluginControlUnavailable,
-    ::testing::Values(
-        UnavailableCase{"no registration", "", "not registered"},
-        UnavailableCase{"blank registration", " \t", "not registered"},
-        UnavailableCase{"missing library", "/nonexistent/libmeterctl.so", "cannot load"},
-        UnavailableCase{"not a library", METERIMPORT_SOURCE_DIR "/CMakeLists.txt", "cannot load"},
-        UnavailableCase{"no entry point", kTestControls + "/libmeterctl-test-noentry.so",
-                        "no entry point"},
-        UnavailableCase{"later version", kTestControls + "/libmeterctl-test-badversion.so",
-                        "version 2"},
-        UnavailableCase{"creation fails", kTestControls + "/libmeterctl-test-nocreate.so",
-                        "creating the control failed"}),
-    [](const ::testing::TestParamInfo<UnavailableCase>& info) {
-      std::string name = info.param.label;
-      for (char& c : name) {
-        if (c == ' ') c = '_';
-      }
-      return name;
-    });
 
 TEST_F(PluginControlTest, ToleratesAControlThatMisbehaves) {
   Register(kTestControls + "/libmeterctl-test-rogue.so");
   auto control = Create();
-  ASSERT_EQ(dynamic_cast<UnavailableMeterControl*>(control.get()), nullptr);
+  ASSERT_FALSE(IsUnavailable(control));
   int32_t error = -1;
 
   // Texts without terminators end at the buffer.
-  std::string key, name;
+  std::string key, name, item;
   control->DriverEntry(1, key, name, error);
   EXPECT_EQ(error, 0);
   EXPECT_FALSE(key.empty());
   EXPECT_LE(key.size(), 1024u);
   EXPECT_EQ(key.find_first_not_of('K'), std::string::npos);
   EXPECT_EQ(name.find_first_not_of('N'), std::string::npos);
-
-  std::string item;
   control->InfoItem(4, item, error);
   EXPECT_EQ(item, "200");
-
   RawMeterRecord record;
   control->GetDataRecord(1, record, error);
   EXPECT_EQ(error, 0);
@@ -323,64 +229,53 @@ TEST_F(PluginControlTest, ToleratesAControlThatMisbehaves) {
 // Every sample memory loads through the real plug-in: the driver of its
 // meter's family is listed, the connection opens, the identification holds
 // the model code and the records come back as the file has them.
-struct SampleCase {
-  const char* file;
-  const char* family;
-  const char* model_code;
-  bool ir_key;
-};
-
-const SampleCase kSamples[] = {
-    {"accutrend-dm.json", "Accutrend DM", "400", false},
-    {"accu-chek-sensor.json", "AccuChek Advantage", "100", true},
-    {"accu-chek-sensor-complete.json", "Accu-Chek Complete", "200", false},
-    {"reflolux-s.json", "Reflolux S", "800", false},
-    {"accutrend-g-gc.json", "Accutrend Family", "501", false},
-    {"glucotrend-premium.json", "Glucotrend GCT", "700", false},
-    {"accu-chek-comfort.json", "AccuChek Advantage", "100", true},
-    {"accu-chek-compact.json", "RDIR", "900", false},
-    {"accu-chek-active.json", "RDIR", "2100", false},
-    {"accu-chek-sensor-iii.json", "AccuChek Advantage", "100", true},
-};
-
 TEST_F(PluginControlTest, EverySampleMemoryLoadsThroughThePlugin) {
-  const fs::path samples = fs::path(METERIMPORT_SOURCE_DIR) / "data" / "meters";
+  struct Sample {
+    const char* file;
+    const char* family;
+    const char* model_code;
+  };
+  const Sample samples[] = {
+      {"accutrend-dm.json", "Accutrend DM", "400"},
+      {"accu-chek-sensor.json", "AccuChek Advantage", "100"},
+      {"accu-chek-sensor-complete.json", "Accu-Chek Complete", "200"},
+      {"reflolux-s.json", "Reflolux S", "800"},
+      {"accutrend-g-gc.json", "Accutrend Family", "501"},
+      {"glucotrend-premium.json", "Glucotrend GCT", "700"},
+      {"accu-chek-comfort.json", "AccuChek Advantage", "100"},
+      {"accu-chek-compact.json", "RDIR", "900"},
+      {"accu-chek-active.json", "RDIR", "2100"},
+      {"accu-chek-sensor-iii.json", "AccuChek Advantage", "100"},
+  };
+  const fs::path dir = fs::path(METERIMPORT_SOURCE_DIR) / "data" / "meters";
   size_t files = 0;
-  for (const auto& entry : fs::directory_iterator(samples)) {
-    if (entry.path().extension() == ".json") ++files;
-  }
-  EXPECT_EQ(files, std::size(kSamples));
+  for (const auto& entry : fs::directory_iterator(dir))
+    files += entry.path().extension() == ".json";
+  EXPECT_EQ(files, std::size(samples));
 
-  for (const SampleCase& sample : kSamples) {
+  for (const Sample& sample : samples) {
     SCOPED_TRACE(sample.file);
-    fs::remove(machine());
-    Register(kSimLibrary, {{"MemoryFile", (samples / sample.file).string()}});
+    Register(kSimLibrary, (dir / sample.file).string());
     auto control = Create();
     int32_t error = -1;
     int16_t drivers = 0;
     control->DriverCount(drivers, error);
     ASSERT_EQ(error, 0);
     std::string family_key;
-    bool ir_key = false;
     for (int32_t i = 1; i <= drivers; ++i) {
       std::string key, name;
       control->DriverEntry(i, key, name, error);
       ASSERT_EQ(error, 0);
       if (name == sample.family && family_key.empty()) family_key = key;
-      if (name == "Accu-Chek Advantage & IR Key") ir_key = true;
     }
     ASSERT_FALSE(family_key.empty());
-    EXPECT_EQ(ir_key, sample.ir_key);
 
-    std::string text = sample.family;
+    std::string text = sample.family, model;
     control->Connect(family_key, 1, text, error);
     ASSERT_EQ(error, 0);
     EXPECT_EQ(text, std::string("COM1:") + sample.family);
-    std::string model, serial;
     control->InfoItem(4, model, error);
     EXPECT_EQ(model, sample.model_code);
-    control->InfoItem(3, serial, error);
-    EXPECT_FALSE(serial.empty());
 
     int16_t count = 1680;
     int32_t position = -1;
@@ -407,9 +302,7 @@ TEST_F(PluginControlTest, EverySampleMemoryLoadsThroughThePlugin) {
       int16_t lab = 1680;
       control->ReadData(kind, lab, position, 1, 0, 1, error);
       EXPECT_EQ(error, 0);
-      if (complete) {
-        EXPECT_GT(lab, 0) << "kind " << kind;
-      }
+      EXPECT_TRUE(!complete || lab > 0) << "kind " << kind;
     }
     int16_t pump = 0;
     control->ReadSecondSet(pump, 0, error);
