@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <limits>
+#include <optional>
+#include <vector>
 
 #include "support/fake_wait.h"
 
@@ -13,96 +15,54 @@ namespace {
 using testing::FakeEventPump;
 using testing::FakeMillisecondClock;
 
-TEST(WaitMilliseconds, ZeroMillisecondsStillProcessesEventsOnce) {
-  FakeMillisecondClock clock(500);
-  FakeEventPump pump(clock, 0);
-  WaitMilliseconds(0, nullptr, clock, pump);
-  ASSERT_EQ(pump.passes(), 1);
-  EXPECT_EQ(pump.allowed()[0], 0);
-  EXPECT_EQ(clock.now(), 500);
-}
-
-TEST(WaitMilliseconds, WithoutStartWaitsFromNowAndNeverPastTheDeadline) {
-  FakeMillisecondClock clock(1000);
-  FakeEventPump pump(clock, 0);  // no events: each pass sleeps as long as allowed
-  WaitMilliseconds(250, nullptr, clock, pump);
-  EXPECT_EQ(clock.now(), 1250);
-  ASSERT_EQ(pump.passes(), 1);
-  EXPECT_EQ(pump.allowed()[0], 250);
-}
-
-TEST(WaitMilliseconds, EventsArrivingEarlyGiveMorePassesEachWithTheRemainingTime) {
-  FakeMillisecondClock clock(0);
-  FakeEventPump pump(clock, 30);  // an event every 30 ms
-  double start = 0;
-  WaitMilliseconds(100, &start, clock, pump);
-  EXPECT_EQ(pump.allowed(), (std::vector<double>{100, 70, 40, 10}));
-  EXPECT_EQ(start, 100);
-}
-
-TEST(WaitMilliseconds, WritesTheLastTickBackSoThatWaitsChainFromOneMoment) {
-  FakeMillisecondClock clock(0);
-  FakeEventPump pump(clock, 7);
-  double start = 0;
-  WaitMilliseconds(20, &start, clock, pump);
-  EXPECT_EQ(pump.allowed(), (std::vector<double>{20, 13, 6}));
-  EXPECT_EQ(start, 20);
-  // The next wait counts from the tick written back, not from a new "now".
-  clock.Advance(5);
-  WaitMilliseconds(10, &start, clock, pump);
-  EXPECT_EQ(pump.allowed().back(), 5);
-  EXPECT_EQ(start, 30);
-}
-
-TEST(WaitMilliseconds, AHandlerThatRunsLongEndsTheWaitLateAndThatTickIsWrittenBack) {
-  FakeMillisecondClock clock(0);
-  FakeEventPump pump(clock, 0);
-  pump.on_pass = [&] { clock.Advance(15); };
-  double start = 0;
-  WaitMilliseconds(10, &start, clock, pump);
-  EXPECT_EQ(pump.passes(), 1);
-  EXPECT_EQ(start, 25);
-}
-
-TEST(WaitMilliseconds, AStartAlreadyPastGivesOnePassAndTheCurrentTick) {
-  FakeMillisecondClock clock(900);
-  FakeEventPump pump(clock, 0);
-  double start = 100;
-  WaitMilliseconds(50, &start, clock, pump);
-  EXPECT_EQ(pump.passes(), 1);
-  EXPECT_EQ(pump.allowed()[0], 0);
-  EXPECT_EQ(start, 900);
+TEST(WaitMilliseconds, GivesEachPassTheRemainingTimeAndEndsAtStartPlusMs) {
+  struct Case {
+    const char* name;
+    double now;
+    double step;  // an event ends a pass after this long; 0: no events
+    float ms;
+    std::optional<double> start;
+    std::vector<double> allowed;
+    double end;         // the clock at the end, and the tick written back into start
+    double handler_ms;  // how long the event handler of each pass runs
+  } cases[] = {
+      {"0 ms still passes once", 500, 0, 0, std::nullopt, {0}, 500, 0},
+      {"from now without start", 1000, 0, 250, std::nullopt, {250}, 1250, 0},
+      {"early events", 0, 30, 100, 0, {100, 70, 40, 10}, 100, 0},
+      {"counted from start, not now", 5, 7, 20, 0, {15, 8, 1}, 20, 0},
+      {"start already past", 900, 0, 50, 100, {0}, 900, 0},
+      {"a long handler ends the wait late", 0, 0, 10, 0, {10}, 25, 15},
+  };
+  for (const Case& c : cases) {
+    FakeMillisecondClock clock(c.now);
+    FakeEventPump pump(clock, c.step);
+    pump.on_pass = [&] { clock.Advance(c.handler_ms); };
+    double start = c.start.value_or(0);
+    WaitMilliseconds(c.ms, c.start ? &start : nullptr, clock, pump);
+    EXPECT_EQ(pump.allowed(), c.allowed) << c.name;
+    EXPECT_EQ(clock.now(), c.end) << c.name;
+    if (c.start) {
+      EXPECT_EQ(start, c.end) << c.name;
+    }
+  }
 }
 
 TEST(WaitMilliseconds, ASumThatIsNotFiniteEndsAtOnceAndLeavesStart) {
   const double inf = std::numeric_limits<double>::infinity();
-  struct Case {
-    float ms;
-    double start;
-  } cases[] = {
-      {std::numeric_limits<float>::quiet_NaN(), 0},
-      {std::numeric_limits<float>::infinity(), 0},
-      {10, inf},
-      {10, std::numeric_limits<double>::quiet_NaN()},
-      {-std::numeric_limits<float>::infinity(), inf},
-  };
-  for (const Case& c : cases) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const std::pair<float, double> cases[] = {{nan, 0},
+                                            {static_cast<float>(inf), 0},
+                                            {10, inf},
+                                            {10, nan},
+                                            {-static_cast<float>(inf), inf}};
+  for (const auto& [ms, initial] : cases) {
     FakeMillisecondClock clock(0);
     FakeEventPump pump(clock, 0);
-    double start = c.start;
-    WaitMilliseconds(c.ms, &start, clock, pump);
-    EXPECT_EQ(pump.passes(), 0) << c.ms << " " << c.start;
-    EXPECT_TRUE(std::isnan(c.start) ? std::isnan(start) : start == c.start);
+    double start = initial;
+    WaitMilliseconds(ms, &start, clock, pump);
+    EXPECT_EQ(pump.passes(), 0) << ms << " " << initial;
+    EXPECT_TRUE(std::isnan(initial) ? std::isnan(start) : start == initial);
   }
-}
-
-TEST(WaitMilliseconds, HandlersRunInsideTheWait) {
-  FakeMillisecondClock clock(0);
-  FakeEventPump pump(clock, 10);
-  int handled = 0;
-  pump.on_pass = [&] { ++handled; };
-  WaitMilliseconds(35, nullptr, clock, pump);
-  EXPECT_EQ(handled, 4);
 }
 
 TEST(WaitMilliseconds, TheShortFormUsesTheInstalledPump) {
