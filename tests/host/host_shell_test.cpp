@@ -113,25 +113,20 @@ TEST_F(HostShellTest, DescriptionComesFromTheMachineRootOnly) {
 
 TEST_F(HostShellTest, FinishingStoresThePortUnderTheDescription) {
   // "COM" is read under the module's sub-key but written under the
-  // description's: with a "Desc" of its own the two keys differ.
-  hives.SetMachineText(kComplete, "Desc", "My Complete");
-  HostShell& s = Start("Diary 1 3 13");
-  s.Action(13);
-  s.SetFinished(true);
-  EXPECT_TRUE(s.finished());
-  EXPECT_EQ(hives.store.ReadUser(std::string(kRoot) + "\\modules\\My Complete", "COM", ""), "3");
-  EXPECT_EQ(hives.store.ReadUser(kComplete, "COM", ""), "");
-}
-
-TEST_F(HostShellTest, DefaultPortOneIsWrittenBackAtTheEnd) {
+  // description's, so the two differ even for the catalogue name.
+  const std::string modules = std::string(kRoot) + "\\modules\\";
   HostShell& s = Start("Diary 1 0 13");
   s.Action(13);
   s.SetFinished(true);
-  // Written under the catalogue name, which is not the module's sub-key.
-  EXPECT_EQ(
-      hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM", ""),
-      "1");
+  EXPECT_TRUE(s.finished());
+  EXPECT_EQ(hives.store.ReadUser(modules + "Accu-Chek Sensor Complete", "COM", ""), "1");
   EXPECT_EQ(hives.store.ReadUser(kComplete, "COM", ""), "");
+
+  hives.SetMachineText(kComplete, "Desc", "My Complete");
+  HostShell& t = Start("Diary 1 3 13");
+  t.Action(13);
+  t.SetFinished(true);
+  EXPECT_EQ(hives.store.ReadUser(modules + "My Complete", "COM", ""), "3");
 }
 
 TEST_F(HostShellTest, ImportFolderLookup) {
@@ -160,6 +155,13 @@ TEST_F(HostShellTest, NoImportFolderMeansNoWizard) {
 }
 
 TEST_F(HostShellTest, TitleAndFirstStatusFromTheLanguageModule) {
+  hives.SetUserText(kRoot, "LanguageDLL", "Klingon");  // no such catalogue
+  HostShell& none = Start("Diary 1 0 13");
+  none.Action(13);
+  EXPECT_EQ(none.language(), nullptr);
+  EXPECT_EQ(none.title(), "");
+  EXPECT_TRUE(channel.commands.empty());  // an unchanged empty caption sends nothing
+
   hives.SetUserText(kRoot, "LanguageDLL", "English\r\n");
   HostShell& s = Start("Diary 1 0 13");
   s.Action(13);
@@ -168,15 +170,6 @@ TEST_F(HostShellTest, TitleAndFirstStatusFromTheLanguageModule) {
   EXPECT_EQ(channel.commands[0], "STATUS|Import from Accu-Chek Sensor Complete");
   s.SetStatus("");
   EXPECT_EQ(channel.commands.back(), "STATUS|");
-}
-
-TEST_F(HostShellTest, WithoutLanguageModuleTitleAndStatusStayEmpty) {
-  hives.SetUserText(kRoot, "LanguageDLL", "Klingon");
-  HostShell& s = Start("Diary 1 0 13");
-  s.Action(13);
-  EXPECT_EQ(s.language(), nullptr);
-  EXPECT_EQ(s.title(), "");
-  EXPECT_TRUE(channel.commands.empty());
 }
 
 TEST_F(HostShellTest, AMeterOutsideTheCatalogueGetsEmptyNames) {
