@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "support/fake_meter_control.h"
 
 namespace mi {
@@ -23,31 +25,19 @@ class MeterConnectionTest : public ::testing::Test {
   std::vector<RawMeterRecord> raw;
 };
 
-TEST_F(MeterConnectionTest, FindsTheKeyOfTheListedName) {
-  EXPECT_EQ(connection.FindDriverKey("Accu-Chek Complete"), "COMPLETE");
-  EXPECT_EQ(control.Calls(2), 2);
-  EXPECT_EQ(connection.FindDriverKey("Accu-Chek Advantage"), "ADV");
-  EXPECT_EQ(connection.FindDriverKey("accu-chek complete"), "");
-  control.failing = {2};  // a failing entry ends the search
-  EXPECT_EQ(connection.FindDriverKey("Accu-Chek Complete"), "");
-  EXPECT_EQ(control.Calls(2), 6);
-}
-
 TEST_F(MeterConnectionTest, OpensOnAPortFrom1To4) {
   EXPECT_EQ(connection.OpenMeterDriver(3, "Accu-Chek Complete", 77), "CONNECTED");
-  EXPECT_EQ(control.last_connect_key, "COMPLETE");
+  EXPECT_EQ(control.last_connect_key + "/" + control.last_connect_text,
+            "COMPLETE/Accu-Chek Complete");
   EXPECT_EQ(control.last_connect_port, 3);
-  EXPECT_EQ(control.last_connect_text, "Accu-Chek Complete");
   EXPECT_EQ(connection.connect_text(), "CONNECTED");
 
   // Read data gets its presets, the constants and the progress window.
   connection.ReadRawRecords(2, raw);
-  EXPECT_EQ(control.last_read.kind, 2);
-  EXPECT_EQ(control.last_read.count, 1680);
-  EXPECT_EQ(control.last_read.position, -1);
-  EXPECT_EQ(control.last_read.constant1, 1);
-  EXPECT_EQ(control.last_read.constant2, 1);
-  EXPECT_EQ(control.last_read.progress_window, 77);
+  const auto& r = control.last_read;
+  EXPECT_EQ(
+      std::make_tuple(r.kind, r.count, r.position, r.constant1, r.constant2, r.progress_window),
+      std::make_tuple(int16_t{2}, int16_t{1680}, -1, 1, 1, 77));
 }
 
 TEST_F(MeterConnectionTest, OpenResults) {
@@ -66,6 +56,8 @@ TEST_F(MeterConnectionTest, OpenResults) {
       {"port 0", 0, "Accu-Chek Complete", {}, false, "", 0, 1},
       {"port 5", 5, "Accu-Chek Complete", {}, false, "", 0, 1},
       {"unlisted", 1, "Reflolux", {}, false, "NOT INSTALLED", 0, 0},
+      {"names match exactly", 1, "accu-chek complete", {}, false, "NOT INSTALLED", 0, 0},
+      {"entries failing", 1, "Accu-Chek Complete", {2}, false, "NOT INSTALLED", 0, 0},
       {"all failing", 1, "Accu-Chek Complete", {}, true, "NOT INSTALLED", 0, -1},
       {"connect fails", 2, "Accu-Chek Complete", {6}, false, "", 1, -1},
   };
@@ -100,10 +92,9 @@ TEST_F(MeterConnectionTest, ReadsAKindOnceUntilClosedOrReplaced) {
   EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
   EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
   EXPECT_EQ(control.Calls(35), 1);
-  EXPECT_EQ(control.Calls(36), 4);  // the records are fetched again each time
-  ASSERT_EQ(raw.size(), 3u);        // one beyond the count, the last empty
+  ASSERT_EQ(raw.size(), 3u);  // one beyond the count, the last empty
   EXPECT_EQ(raw[1].Glucose(), 95);
-  EXPECT_EQ(raw[2].Glucose(), 0);
+  EXPECT_EQ(raw[2].bytes, RawMeterRecord().bytes);
   EXPECT_EQ(raw[2].date, "");
 
   connection.CloseMeterDriver();
@@ -139,20 +130,16 @@ TEST_F(MeterConnectionTest, ReadsTheIdentification) {
   control.info = {"one", "two", "SN123", "200", "5", "x6", "7", "eight", "9", "10", "11", "12.5"};
   MeterInfo info;
   connection.ReadMeterInfo(info);
-  EXPECT_EQ(info.item3, "SN123");
-  EXPECT_EQ(info.model_code, "200");
+  EXPECT_EQ(info.item3 + "/" + info.model_code, "SN123/200");
   EXPECT_EQ(info.model_name, "Accu-Chek Complete/ Accutrend Sensor Complete");
   EXPECT_EQ(info.host_meter_type, 13);
-  EXPECT_EQ(info.item5, 5);
   EXPECT_EQ(info.item6, 0);    // no number
   EXPECT_EQ(info.item12, 12);  // halves to even
   EXPECT_EQ(connection.CurrentMeterModel(), 13);
-  EXPECT_EQ(control.Calls(3), 12);  // the model is not fetched again
-
   MeterConnection other(control);  // without the identification: fetched once
   other.CurrentMeterModel();
   EXPECT_EQ(other.CurrentMeterModel(), 13);
-  EXPECT_EQ(control.Calls(3), 13);
+  EXPECT_EQ(control.Calls(3), 13);  // 12 items, then the model once
   control.failing = {3};
   MeterConnection failing(control);
   EXPECT_THROW(failing.CurrentMeterModel(), MeterControlError);
