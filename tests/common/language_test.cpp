@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/scoped_env.h"
@@ -23,31 +24,24 @@ using ::testing::Pair;
 const std::string kBom = "\xEF\xBB\xBF";
 
 TEST(LanguageParse, ReadsNumberedLinesAndWorksOutTheEscapes) {
-  struct Case {
-    const char* name;
-    std::string text;
-    std::map<int32_t, std::string> expected;
-  } cases[] = {
+  const std::tuple<const char*, std::string, std::map<int32_t, std::string>> cases[] = {
       {"comments and blank lines",
        "; 642=old\n#643=old\n  \t; 644=x\n\n   \n\t\n649=Choose",
        {{649, "Choose"}}},
-      {"a later line replaces", "1=first\n1=second", {{1, "second"}}},
-      {"CR LF", "1=one\r\n2=two\r\n", {{1, "one"}, {2, "two"}}},
-      {"mark, no line end at the end", kBom + "5=five\n6=six", {{5, "five"}, {6, "six"}}},
-      {"numbers",
-       "  7 \t=seven\n0642=x\n32767=top\n0=nought",
-       {{0, "nought"}, {7, "seven"}, {642, "x"}, {32767, "top"}}},
-      {"text kept exactly",
-       "3= a=b \n9=\n811=Gr\xC3\xBC\xC3\x9F",
-       {{3, " a=b "}, {9, ""}, {811, "Gr\xC3\xBC\xC3\x9F"}}},
+      {"mark, CR LF, a later line replaces, no line end at the end",
+       kBom + "1=first\r\n2=two\r\n1=second\n6=six",
+       {{1, "second"}, {2, "two"}, {6, "six"}}},
+      {"numbers, text kept exactly",
+       "  7 \t=seven\n0642= a=b \n32767=\n0=Gr\xC3\xBC\xC3\x9F",
+       {{0, "Gr\xC3\xBC\xC3\x9F"}, {7, "seven"}, {642, " a=b "}, {32767, ""}}},
       {"escapes",
        "1=a\\nb\\tc\\\\d\n2=a\\\\nb\n3=\\\\\\n\\n",
        {{1, "a\nb\tc\\d"}, {2, "a\\nb"}, {3, "\\\n\n"}}},
   };
-  for (const Case& c : cases) {
+  for (const auto& [name, text, expected] : cases) {
     std::vector<std::string> problems;
-    EXPECT_EQ(LanguageModule::Parse(c.text, "cat", &problems).texts(), c.expected) << c.name;
-    EXPECT_THAT(problems, IsEmpty()) << c.name;
+    EXPECT_EQ(LanguageModule::Parse(text, "cat", &problems).texts(), expected) << name;
+    EXPECT_THAT(problems, IsEmpty()) << name;
   }
 }
 
@@ -91,74 +85,54 @@ TEST(LanguageParse, KeepsOrPassesOverFaultyLinesAndNotesWhereTheyAre) {
 }
 
 TEST(LanguageLoadres, PutsTheArgumentInPlaceOfPercentOne) {
-  const LanguageModule module = LanguageModule::Parse(
-      "1201=Import from %1\n2=%1 and %1\n3=no marker\n4=100%\n5=%2 stays, %1 goes\n");
-  struct Case {
-    int32_t id;
-    std::optional<std::string_view> argument;
-    std::optional<std::string> expected;
-  } cases[] = {
+  const LanguageModule module =
+      LanguageModule::Parse("1201=Import from %1\n2=%1 and %1\n4=100%\n5=%2 stays, %1 goes\n");
+  const std::tuple<int32_t, std::optional<std::string_view>, std::optional<std::string>> cases[] = {
       {1201, "Accu-Chek Compact", "Import from Accu-Chek Compact"},
       {1201, std::nullopt, "Import from "},
       {2, "x", "x and x"},
-      {3, "x", "no marker"},
       {4, "x", "100%"},
       {5, "x", "%2 stays, x goes"},
       {1201, "50%1", "Import from 50%1"},  // the argument is not worked over again
       {6, std::nullopt, std::nullopt},
       {-1, "x", std::nullopt},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(module.loadres(c.id, c.argument), c.expected) << c.id;
+  for (const auto& [id, argument, expected] : cases) {
+    EXPECT_EQ(module.loadres(id, argument), expected) << id;
   }
-  EXPECT_EQ(LanguageModule().loadres(1), std::nullopt);
 }
 
-class CreateLanguageModuleTest : public ::testing::Test {
- protected:
-  fs::path program() const { return temp_ / "prefix/bin"; }
-  fs::path beside() const { return program() / "languages"; }
-
+TEST(CreateLanguageModule, TakesTheFirstFolderInSearchOrderWithAReadableCatalogue) {
+  const test::TempDir temp;
+  const fs::path program = temp / "prefix/bin";
+  std::vector<std::string> problems;
   // The text 1 of the module found for `name`, or "none".
-  std::string Found(std::string_view name) {
-    problems_.clear();
-    const std::unique_ptr<LanguageModule> module =
-        CreateLanguageModule(name, program(), &problems_);
+  const auto found = [&](std::string_view name) -> std::string {
+    problems.clear();
+    const std::unique_ptr<LanguageModule> module = CreateLanguageModule(name, program, &problems);
     return module ? module->loadres(1).value_or("no text 1") : "none";
-  }
-
-  test::TempDir temp_;
-  std::vector<std::string> problems_;
-};
-
-TEST_F(CreateLanguageModuleTest, TakesTheFirstFolderInSearchOrderThatHoldsAReadableCatalogue) {
+  };
   // Empty elements of the path are passed over.
-  const std::string path_value = (temp_ / "other").string() + "::" + (temp_ / "broken").string() +
-                                 ":" + (temp_ / "extra").string() + ":";
+  const std::string path_value = (temp / "other").string() + "::" + (temp / "broken").string() +
+                                 ":" + (temp / "extra").string() + ":";
   const ScopedEnv env("METERIMPORT_LANGUAGE_PATH", path_value.c_str());
-  fs::create_directories(temp_ / "broken/English.lng");  // a folder, not a file
-  test::WriteFile(temp_ / "prefix/share/meterimport/languages/English.lng", "1=share");
-  EXPECT_EQ(Found("English"), "share");
-  test::WriteFile(beside() / "English.lng", "1=beside");
-  EXPECT_EQ(Found("English"), "beside");
-  test::WriteFile(temp_ / "extra/English.lng", "1=extra");
-  EXPECT_EQ(Found("English"), "extra");
-  test::WriteFile(temp_ / "other/English.lng", "1=other\nbad\n");
-  EXPECT_EQ(Found("English"), "other");
-  EXPECT_THAT(problems_, ElementsAre((temp_ / "other/English.lng").string() +
-                                     ":2: no '=' (line passed over)"));
-}
-
-TEST_F(CreateLanguageModuleTest, MatchesWithoutRegardToCaseButNeverOutsideTheFolder) {
-  const ScopedEnv env("METERIMPORT_LANGUAGE_PATH", nullptr);
-  test::WriteFile(beside() / "Deutsch.lng", "1=Deutsch");
-  test::WriteFile(program() / "Secret.lng", "1=outside");
-  test::WriteFile(beside() / "sub/Nested.lng", "1=nested");
-  EXPECT_EQ(Found("deutsch"), "Deutsch");
-  EXPECT_EQ(Found("DEUTSCH"), "Deutsch");
-  // The object name is NAME.LanguageDLL; the caller passes NAME alone.
-  for (const char* name : {"English", "", "Deutsch.LanguageDLL", "../Secret", "sub/Nested", ".."}) {
-    EXPECT_EQ(Found(name), "none") << name;
+  EXPECT_EQ(found("English"), "none");
+  fs::create_directories(temp / "broken/English.lng");  // a folder, not a file
+  test::WriteFile(temp / "prefix/share/meterimport/languages/English.lng", "1=share");
+  EXPECT_EQ(found("English"), "share");
+  test::WriteFile(program / "languages/English.lng", "1=beside");
+  EXPECT_EQ(found("english"), "beside");  // names match without regard to case
+  test::WriteFile(temp / "extra/English.lng", "1=extra");
+  EXPECT_EQ(found("ENGLISH"), "extra");
+  test::WriteFile(temp / "other/English.lng", "1=other\nbad\n");
+  EXPECT_EQ(found("English"), "other");
+  EXPECT_THAT(problems,
+              ElementsAre((temp / "other/English.lng").string() + ":2: no '=' (line passed over)"));
+  // Never outside the folder; the caller passes NAME, not NAME.LanguageDLL.
+  test::WriteFile(program / "Secret.lng", "1=outside");
+  test::WriteFile(program / "languages/sub/Nested.lng", "1=nested");
+  for (const char* name : {"", "English.LanguageDLL", "../Secret", "sub/Nested", ".."}) {
+    EXPECT_EQ(found(name), "none") << name;
   }
 }
 
