@@ -111,23 +111,10 @@ TEST_F(BatchTest, AFailingConnectEndsWithoutFiles) {
   EXPECT_EQ(ImportFiles(), 0u);
 }
 
-TEST_F(BatchTest, APortOutsideOneToFourMakesNoConnection) {
-  RegisterSimulator(SampleWith("[]"));
-  EXPECT_EQ(Run({"Diary", "17", "5", "13"}), kBatchNoConnection);
-  EXPECT_EQ(ImportFiles(), 0u);
-}
-
 TEST_F(BatchTest, NoRegisteredControlMeansTheDriverIsNotInstalled) {
   EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchNotInstalled);
   EXPECT_NE(err.str().find("MESSAGE: Please install meter driver again !\n"), std::string::npos);
   EXPECT_EQ(ImportFiles(), 0u);
-}
-
-TEST_F(BatchTest, AMeterWhoseDriverTheControlDoesNotListIsNotInstalled) {
-  RegisterSimulator(SampleWith("[]"));
-  // The Accu-Chek Compact's family "RDIR" is not in that memory's driver list.
-  hives.SetMachineText(std::string(kRoot) + "\\modules\\Accutrend compact", "TestPorts", "0");
-  EXPECT_EQ(Run({"Diary", "17", "1", "24"}), kBatchNotInstalled);
 }
 
 TEST_F(BatchTest, StartUpFailures) {

@@ -105,26 +105,19 @@ TEST(WriteSetting, StoresTextWithItsNulAndAnEmptyTextAsOneBlank) {
   EXPECT_EQ(value, "default");  // the blank reads as nothing
 }
 
-TEST(WriteSetting, CreatesTheKeyWithItsParentsAndTheHiveOwnerOnly) {
+TEST(Keys, CreatedWithTheirParentsOnlyInTheUserHiveWhichIsOwnerOnly) {
   TestHives h;
   EXPECT_FALSE(std::filesystem::exists(h.paths.user));
   EXPECT_TRUE(h.store.WriteSetting(Root::kUser, kKey, "COM", "2"));
-  EXPECT_TRUE(h.store.KeyExists(Root::kUser, "SOFTWARE\\Kestrelsoft"));
   EXPECT_TRUE(h.store.KeyExists(Root::kUser, "software\\KESTRELSOFT\\diary\\MODULES\\"));
   struct stat info {};
   ASSERT_EQ(::stat(h.paths.user.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0600u);
-}
-
-TEST(CreateSettingsKey, TrueOnlyWhenNewlyCreated) {
-  TestHives h;
-  EXPECT_TRUE(h.store.CreateSettingsKey(Root::kUser, kKey, "string"));
-  EXPECT_FALSE(h.store.CreateSettingsKey(Root::kUser, kKey, "string"));
+  // True only when newly created; never in the machine hive, which the
+  // module does not write and does not create.
+  EXPECT_TRUE(h.store.CreateSettingsKey(Root::kUser, "SOFTWARE\\Other", "string"));
+  EXPECT_FALSE(h.store.CreateSettingsKey(Root::kUser, "SOFTWARE\\Other", "string"));
   EXPECT_FALSE(h.store.CreateSettingsKey(Root::kMachine, kKey, "string"));
-}
-
-TEST(MachineHive, IsNeverWrittenByTheModule) {
-  TestHives h;
   EXPECT_FALSE(h.store.WriteSetting(Root::kMachine, kKey, "COM", "1"));
   EXPECT_FALSE(std::filesystem::exists(h.paths.machine));
 }

@@ -126,10 +126,5 @@ TEST_F(MeterReadingTest, FailingIdentificationEndsEachCategoryAtItsFirstRecord) 
   EXPECT_FALSE(control.connected);
 }
 
-TEST(ReadingDriverName, TheInfraredKeyReplacesTheFamily) {
-  EXPECT_EQ(ReadingDriverName("AccuChek Advantage", false), "AccuChek Advantage");
-  EXPECT_EQ(ReadingDriverName("AccuChek Advantage", true), "Accu-Chek Advantage & IR Key");
-}
-
 }  // namespace
 }  // namespace mi
