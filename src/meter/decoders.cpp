@@ -263,11 +263,18 @@ enum LabKind : int16_t {
   kKetones = 2,
   kHbA1c = 3,
   kTriglycerides = 5,
-  kCholesterol = 6,
-  kCreatinine = 9,
-  kLdl = 10,
-  kHdl = 16,
-  kAlbumin = 18,
+};
+
+// The kinds whose value goes, rounded, into a 16-bit field.
+struct WholeLabField {
+  int16_t kind;
+  int16_t LabRecord::*field;
+  const char* name;
+};
+constexpr WholeLabField kWholeLabFields[] = {
+    {6, &LabRecord::chol, "cholesterol"}, {9, &LabRecord::creat, "creatinine"},
+    {10, &LabRecord::ldl, "LDL"},         {16, &LabRecord::hdl, "HDL"},
+    {18, &LabRecord::albu, "albumin"},
 };
 
 // The ketone field of a record from a level number (1 negative ... 5 large):
@@ -317,23 +324,13 @@ int32_t DecodeLaboratory(MeterConnection& connection, int16_t kind,
             case kTriglycerides:
               record.tri = value;
               break;
-            case kCholesterol:
-              record.chol = Checked16(RoundToInt16(value), "cholesterol");
-              break;
-            case kCreatinine:
-              record.creat = Checked16(RoundToInt16(value), "creatinine");
-              break;
-            case kLdl:
-              record.ldl = Checked16(RoundToInt16(value), "LDL");
-              break;
-            case kHdl:
-              record.hdl = Checked16(RoundToInt16(value), "HDL");
-              break;
-            case kAlbumin:
-              record.albu = Checked16(RoundToInt16(value), "albumin");
-              break;
             default:
-              break;  // kinds that fill no field: every value missing
+              for (const WholeLabField& whole : kWholeLabFields) {
+                if (whole.kind == kind) {
+                  record.*whole.field = Checked16(RoundToInt16(value), whole.name);
+                }
+              }
+              break;  // other kinds fill no field: every value missing
           }
           records[next++] = std::move(record);
           ++filled;
