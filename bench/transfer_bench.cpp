@@ -12,9 +12,9 @@
 #include <filesystem>
 #include <string>
 
-#include "meter/transfer.h"
+#include "profile/meter_profile.h"
 #include "support/fake_meter_control.h"
-#include "wizard/meter_profile.h"
+#include "transfer/transfer.h"
 
 namespace mi {
 namespace {

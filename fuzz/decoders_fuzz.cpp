@@ -11,7 +11,7 @@
 
 #include "../tests/support/fake_meter_control.h"
 #include "meter/decoders.h"
-#include "wizard/meter_profile.h"
+#include "profile/meter_profile.h"
 
 namespace {
 

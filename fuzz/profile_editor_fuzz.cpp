@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "common/settings_store.h"
-#include "importfiles/codepage.h"
+#include "common/text_encoding.h"
 #include "importfiles/profile_editor.h"
 
 namespace {
@@ -66,7 +66,7 @@ std::string PlainSave(const std::vector<std::string>& lines) {
     }
     text += mi::TrimControlChars(lines[i]) + "\r\n";
   }
-  return mi::Windows1252FromUtf8(text);
+  return mi::Utf8ToWindows1252(text);
 }
 
 std::string ReadBack(const std::string& path) {

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <limits>
 
+#include "common/text_helpers.h"
+
 namespace mi {
 namespace {
 
@@ -14,12 +16,6 @@ bool IsBlank(char c) {
 }
 bool IsDigit(char c) {
   return c >= '0' && c <= '9';
-}
-
-std::string_view TrimBlanks(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
 }
 
 // Checks the shape [sign] digits [sep digits] [e [sign] digits] and hands the

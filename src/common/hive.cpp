@@ -100,6 +100,14 @@ class Change {
 
 }  // namespace
 
+int32_t DwordValue(std::string_view data) {
+  uint32_t number = 0;
+  for (size_t i = 0; i < 4 && i < data.size(); ++i) {
+    number |= uint32_t{static_cast<unsigned char>(data[i])} << (8 * i);
+  }
+  return static_cast<int32_t>(number);
+}
+
 std::vector<std::string> SplitKeyPath(std::string_view key_path) {
   std::vector<std::string> parts;
   size_t start = 0;

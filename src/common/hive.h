@@ -34,6 +34,11 @@ struct RegValue {
   std::string data;  // the raw bytes; texts are UTF-8 with their closing NUL
 };
 
+// The number of a REG_DWORD value: the 32-bit little-endian data, signed, as
+// the registry hands it out (a shorter value is padded with zeros). The module
+// and a meter control both see this number, in decimal.
+int32_t DwordValue(std::string_view data);
+
 // Splits "A\B\\C\" into {"A", "B", "C"}: empty parts are passed over.
 std::vector<std::string> SplitKeyPath(std::string_view key_path);
 

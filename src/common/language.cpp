@@ -5,6 +5,8 @@
 #include <iterator>
 #include <system_error>
 
+#include "common/files.h"
+#include "common/text_encoding.h"
 #include "common/text_helpers.h"
 
 namespace mi {
@@ -12,12 +14,6 @@ namespace {
 
 // Text numbers are 16-bit and never negative.
 constexpr int32_t kHighestTextId = 32767;
-
-std::string_view TrimBlanks(std::string_view text) {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  return text;
-}
 
 // The number before "=": decimal digits only (blanks around them allowed),
 // within 0..32767.
@@ -31,43 +27,6 @@ std::optional<int32_t> ParseTextId(std::string_view text) {
     if (value > kHighestTextId) return std::nullopt;
   }
   return value;
-}
-
-bool IsValidUtf8(std::string_view text) {
-  size_t i = 0;
-  while (i < text.size()) {
-    const auto c = static_cast<unsigned char>(text[i]);
-    size_t length = 0;
-    uint32_t code = 0;
-    if (c < 0x80) {
-      ++i;
-      continue;
-    } else if ((c & 0xE0) == 0xC0) {
-      length = 2;
-      code = c & 0x1F;
-    } else if ((c & 0xF0) == 0xE0) {
-      length = 3;
-      code = c & 0x0F;
-    } else if ((c & 0xF8) == 0xF0) {
-      length = 4;
-      code = c & 0x07;
-    } else {
-      return false;
-    }
-    if (i + length > text.size()) return false;
-    for (size_t k = 1; k < length; ++k) {
-      const auto next = static_cast<unsigned char>(text[i + k]);
-      if ((next & 0xC0) != 0x80) return false;
-      code = (code << 6) | (next & 0x3F);
-    }
-    // Over-long forms, surrogates and values beyond Unicode are not UTF-8.
-    if ((length == 2 && code < 0x80) || (length == 3 && code < 0x800) ||
-        (length == 4 && code < 0x10000) || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
-      return false;
-    }
-    i += length;
-  }
-  return true;
 }
 
 // Works the escapes "\n", "\t" and "\\" out of a catalogue text. Any other
@@ -116,16 +75,6 @@ void Note(std::vector<std::string>* problems, std::string_view origin, size_t li
           std::string_view what) {
   if (problems == nullptr) return;
   problems->push_back(std::string(origin) + ":" + std::to_string(line) + ": " + std::string(what));
-}
-
-std::optional<std::string> ReadWholeFile(const std::filesystem::path& file) {
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(file, error)) return std::nullopt;
-  std::ifstream in(file, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::string content((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) return std::nullopt;
-  return content;
 }
 
 // A name that would leave the search folder is no catalogue name.

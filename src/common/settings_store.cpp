@@ -15,16 +15,6 @@ std::filesystem::path EnvironmentPath(const char* name) {
   return value && *value ? std::filesystem::path(value) : std::filesystem::path();
 }
 
-// The 32-bit number of a REG_DWORD value, as the registry hands it out
-// (little-endian; a shorter value is padded with zeros).
-int32_t DwordOf(const std::string& data) {
-  uint32_t number = 0;
-  for (size_t i = 0; i < 4 && i < data.size(); ++i) {
-    number |= uint32_t{static_cast<unsigned char>(data[i])} << (8 * i);
-  }
-  return static_cast<int32_t>(number);
-}
-
 }  // namespace
 
 HivePaths HivePaths::FromEnvironment() {
@@ -80,7 +70,7 @@ bool SettingsStore::ReadSetting(Root root, std::string_view key_path, std::strin
     // with blanks beforehand: the text is the data and one blank.
     text = stored->data + ' ';
   } else if (stored->type == kRegDword) {
-    text = std::to_string(DwordOf(stored->data));
+    text = std::to_string(DwordValue(stored->data));
   }
   if (!text.empty() && static_cast<unsigned char>(text.back()) < 20) text.pop_back();
   text = TrimControlChars(text);

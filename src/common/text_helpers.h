@@ -22,6 +22,9 @@ int16_t SplitText(std::string_view text, std::vector<std::string>& parts, char s
 // `replacement` contains `find` (it would never end).
 int16_t ReplaceAll(std::string& text, std::string_view find, std::string_view replacement);
 
+// The text without the blanks and tabs at either end.
+std::string_view TrimBlanks(std::string_view text);
+
 // Compares two texts without regard to case (ASCII letters).
 bool EqualsNoCase(std::string_view a, std::string_view b);
 bool StartsWithNoCase(std::string_view text, std::string_view prefix);

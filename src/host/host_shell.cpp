@@ -3,12 +3,11 @@
 #include <limits>
 
 #include "common/conversions.h"
+#include "common/text_ids.h"
 #include "host/meter_catalogue.h"
 
 namespace mi {
 namespace {
-
-constexpr int32_t kTitleText = 1201;
 
 std::string EnsureTrailingSlash(std::string path) {
   if (!path.empty() && path.back() != '/') path.push_back('/');
@@ -83,7 +82,7 @@ ActionResult HostShell::Action(int16_t mode) {
     }
   }
 
-  title_ = Text(kTitleText, context_.MeterDesc);
+  title_ = Text(kTextImportTitle, context_.MeterDesc);
   SetStatus(title_);
   return result;
 }

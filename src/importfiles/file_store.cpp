@@ -89,38 +89,6 @@ std::filesystem::path ResolveDataPathForWriting(std::string_view name) {
   return folder / path;
 }
 
-std::optional<std::string> ReadWholeFile(const std::filesystem::path& file) {
-  const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return std::nullopt;
-  struct stat info {};
-  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-    ::close(fd);
-    return std::nullopt;
-  }
-  // Read into a buffer without filling it first, then hand over a string.
-  size_t capacity = static_cast<size_t>(info.st_size) + 1;
-  std::unique_ptr<char[]> buffer(new char[capacity]);
-  size_t have = 0;
-  for (;;) {
-    if (have == capacity) {  // the file grew meanwhile
-      std::unique_ptr<char[]> larger(new char[capacity * 2]);
-      std::memcpy(larger.get(), buffer.get(), have);
-      buffer = std::move(larger);
-      capacity *= 2;
-    }
-    const ssize_t got = ::read(fd, buffer.get() + have, capacity - have);
-    if (got < 0) {
-      if (errno == EINTR) continue;
-      ::close(fd);
-      return std::nullopt;
-    }
-    if (got == 0) break;
-    have += static_cast<size_t>(got);
-  }
-  ::close(fd);
-  return std::string(buffer.get(), have);
-}
-
 bool ReplaceFileAtomically(const std::filesystem::path& file, std::string_view bytes,
                            bool sync_to_disk) {
   std::filesystem::path folder = file.parent_path();

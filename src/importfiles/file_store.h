@@ -25,10 +25,6 @@ std::filesystem::path ResolveDataPath(std::string_view name);
 // it stands in for always exists).
 std::filesystem::path ResolveDataPathForWriting(std::string_view name);
 
-// The whole content of a regular file; nullopt when it cannot be opened or
-// read (missing, a folder, no permission).
-std::optional<std::string> ReadWholeFile(const std::filesystem::path& file);
-
 // Replaces `file` with `bytes`: written to a new file beside it in the same
 // folder, flushed, then renamed over the old one. On any failure the new file
 // is removed, the old one stays whole and the result is false. With

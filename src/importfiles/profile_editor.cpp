@@ -8,9 +8,10 @@
 #include <utility>
 
 #include "common/conversions.h"
+#include "common/files.h"
 #include "common/settings_store.h"
+#include "common/text_encoding.h"
 #include "common/text_helpers.h"
-#include "importfiles/codepage.h"
 #include "importfiles/file_store.h"
 
 namespace mi {
@@ -63,12 +64,6 @@ void AppendTrimmed(std::string& out, std::string_view line) {
   } else {
     out.append(TrimControlChars(line));
   }
-}
-
-std::string_view TrimBlanks(std::string_view text) {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  return text;
 }
 
 // The section name of a profile-file section line, as the platform reads it.
@@ -213,7 +208,7 @@ bool ProfileEditor::LoadProfileFile(std::string_view path) {
   }
   if (!TakeSavedLines(file.native(), *bytes)) {
     loaded_ascii_ = IsAscii(*bytes);
-    loaded_ = loaded_ascii_ ? std::move(*bytes) : Utf8FromWindows1252(*bytes);
+    loaded_ = loaded_ascii_ ? std::move(*bytes) : Windows1252ToUtf8(*bytes);
     SplitLines(loaded_, [this](std::string_view line) { head_.push_back(line); });
   }
   buffered_file_ = std::string(path);
@@ -310,9 +305,9 @@ bool ProfileEditor::SaveProfileFile(std::string_view path) {
   const std::filesystem::path file = ResolveDataPathForWriting(path);
   std::string bytes;
   if (!ascii) {
-    bytes = Windows1252FromUtf8(text);
+    bytes = Utf8ToWindows1252(text);
     // Remembered only when reading the bytes back gives this very text.
-    if (Utf8FromWindows1252(bytes) != text) splits_as_written = false;
+    if (Windows1252ToUtf8(bytes) != text) splits_as_written = false;
   }
   const bool ok = ReplaceFileAtomically(file, bytes.empty() ? text : bytes, sync_to_disk_);
   if (!ok) ++failed_saves_;
@@ -484,7 +479,7 @@ bool WritePrivateProfileEntry(std::string_view section, std::string_view key,
   const std::filesystem::path file = ResolveDataPathForWriting(path);
   std::vector<std::string> lines;
   if (std::optional<std::string> bytes = ReadWholeFile(file)) {
-    SplitLines(Utf8FromWindows1252(*bytes),
+    SplitLines(Windows1252ToUtf8(*bytes),
                [&lines](std::string_view line) { lines.emplace_back(line); });
   }
   std::string entry = std::string(key) + "=" + std::string(value);
@@ -522,7 +517,7 @@ bool WritePrivateProfileEntry(std::string_view section, std::string_view key,
   }
   std::string text;
   for (const std::string& line : lines) text.append(line).append("\r\n");
-  return ReplaceFileAtomically(file, Windows1252FromUtf8(text));
+  return ReplaceFileAtomically(file, Utf8ToWindows1252(text));
 }
 
 std::string DecimalText(double value, std::string_view pattern) {

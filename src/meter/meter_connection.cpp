@@ -6,19 +6,6 @@
 namespace mi {
 namespace {
 
-// The control's methods by their number in its interface.
-enum Method : int {
-  kDriverCount = 1,
-  kDriverEntry = 2,
-  kInfoItem = 3,
-  kConnect = 6,
-  kDisconnect = 7,
-  kReadData = 35,
-  kGetDataRecord = 36,
-  kReadSecondSet = 40,
-  kGetSecondSetRecord = 41,
-};
-
 // An identification item that arrives as text and is kept as a number; the
 // field keeps its value when the text is no number.
 void AssignNumber(int32_t& field, const std::string& text) {
@@ -29,23 +16,23 @@ void AssignNumber(int32_t& field, const std::string& text) {
 
 std::string_view MeterMethodName(int method) {
   switch (method) {
-    case kDriverCount:
+    case kMethodDriverCount:
       return "driver count";
-    case kDriverEntry:
+    case kMethodDriverEntry:
       return "driver entry";
-    case kInfoItem:
+    case kMethodInfoItem:
       return "identification item";
-    case kConnect:
+    case kMethodConnect:
       return "connect";
-    case kDisconnect:
+    case kMethodDisconnect:
       return "disconnect";
-    case kReadData:
+    case kMethodReadData:
       return "read data";
-    case kGetDataRecord:
+    case kMethodGetDataRecord:
       return "get data record";
-    case kReadSecondSet:
+    case kMethodReadSecondSet:
       return "read second set";
-    case kGetSecondSetRecord:
+    case kMethodGetSecondSetRecord:
       return "get second-set record";
     default:
       return "unknown method";
@@ -79,7 +66,7 @@ void MeterConnection::CloseMeterDriver() {
   control_.Disconnect(error_);
   connect_text_.clear();
   cached_kind_ = 0;
-  Check(kDisconnect);
+  Check(kMethodDisconnect);
 }
 
 void MeterConnection::ConnectDriver(std::string_view display_name) {
@@ -109,7 +96,7 @@ void MeterConnection::ReadMeterInfo(MeterInfo& info) {
     std::string value;
     error_ = 0;
     control_.InfoItem(item, value, error_);
-    Check(kInfoItem);
+    Check(kMethodInfoItem);
     switch (item) {
       case 1:
         info.item1 = value;
@@ -172,7 +159,7 @@ int16_t MeterConnection::ReadRawRecords(int16_t kind, std::vector<RawMeterRecord
     for (int32_t i = 1; i <= count; ++i) {
       error_ = 0;
       control_.GetDataRecord(i, records[static_cast<size_t>(i - 1)], error_);
-      Check(kGetDataRecord);
+      Check(kMethodGetDataRecord);
     }
   }
   return count;
@@ -188,7 +175,7 @@ int16_t MeterConnection::ReadPumpRecords(std::vector<PumpEntry>& entries) {
     RawPumpRecord raw;
     error_ = 0;
     control_.GetSecondSetRecord(i, raw, error_);
-    Check(kGetSecondSetRecord);
+    Check(kMethodGetSecondSetRecord);
     PumpEntry& entry = entries[static_cast<size_t>(i)];
     entry.date_time = MeterDateTime(raw.date, raw.time);
     entry.date = MeterDateTime(raw.date, "");
@@ -204,7 +191,7 @@ int32_t MeterConnection::CurrentMeterModel() {
     std::string code;
     error_ = 0;
     control_.InfoItem(4, code, error_);
-    Check(kInfoItem);
+    Check(kMethodInfoItem);
     model_code_ = code;
   }
   return HostMeterType(model_code_);

@@ -102,7 +102,4 @@ class MeterConnection {
   std::string model_code_;
 };
 
-// The name of a control method for messages ("get data record").
-std::string_view MeterMethodName(int method);
-
 }  // namespace mi

@@ -9,15 +9,37 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "meter/raw_records.h"
+#include "meterimport/meterctl.h"
 
 namespace mi {
 
 // The control's interface identifier, by which failing calls are named.
-inline constexpr const char* kMeterControlInterface = "{C8367F72-6040-11D3-8A53-00C04FC8C0E2}";
+inline constexpr const char* kMeterControlInterface = METERCTL_INTERFACE_ID;
 // The class under which the control is registered.
-inline constexpr const char* kMeterControlClass = "{C8367F74-6040-11D3-8A53-00C04FC8C0E2}";
+inline constexpr const char* kMeterControlClass = METERCTL_CLASS_ID;
+// The machine-hive key whose default value names the control's library.
+inline constexpr const char* kMeterControlServerKey =
+    "SOFTWARE\\Classes\\CLSID\\" METERCTL_CLASS_ID "\\InprocServer32";
+
+// The control's methods by their number in its interface (counted from 1,
+// after the standard object and automation entries).
+enum MeterMethod : int {
+  kMethodDriverCount = 1,
+  kMethodDriverEntry = 2,
+  kMethodInfoItem = 3,
+  kMethodConnect = 6,
+  kMethodDisconnect = 7,
+  kMethodReadData = 35,
+  kMethodGetDataRecord = 36,
+  kMethodReadSecondSet = 40,
+  kMethodGetSecondSetRecord = 41,
+};
+
+// The name of a method for messages ("get data record").
+std::string_view MeterMethodName(int method);
 
 class MeterControl {
  public:

@@ -2,7 +2,7 @@
 
 #include "meter/decoders.h"
 #include "meter/meter_errors.h"
-#include "wizard/meter_profile.h"
+#include "profile/meter_profile.h"
 
 namespace mi {
 namespace {

@@ -67,11 +67,8 @@ std::optional<std::string> SettingText(const RegValue& value) {
     case kRegExpandSz:
       return StripAtNul(value.data);
     case kRegDword:
-      if (value.data.size() >= 4) {
-        uint32_t number = 0;
-        std::memcpy(&number, value.data.data(), 4);
-        return std::to_string(number);
-      }
+      // The same number the settings store reads ("-1", not "4294967295").
+      if (value.data.size() >= 4) return std::to_string(DwordValue(value.data));
       return std::nullopt;
     default:
       return std::nullopt;
@@ -95,15 +92,15 @@ class PluginMeterControl : public MeterControl {
 
   void DriverCount(int16_t& count, int32_t& error) override {
     int16_t out = 0;
-    Call(1, table_->driver_count, error, &out);
+    Call(kMethodDriverCount, table_->driver_count, error, &out);
     if (error == 0) count = out;
   }
 
   void DriverEntry(int32_t index, std::string& key, std::string& name, int32_t& error) override {
     TextBuffer key_buffer;
     TextBuffer name_buffer;
-    Call(2, table_->driver_entry, error, index, key_buffer.data(), TextBuffer::capacity(),
-         name_buffer.data(), TextBuffer::capacity());
+    Call(kMethodDriverEntry, table_->driver_entry, error, index, key_buffer.data(),
+         TextBuffer::capacity(), name_buffer.data(), TextBuffer::capacity());
     if (error != 0) return;
     key = key_buffer.text();
     name = name_buffer.text();
@@ -111,7 +108,7 @@ class PluginMeterControl : public MeterControl {
 
   void InfoItem(int32_t item, std::string& value, int32_t& error) override {
     TextBuffer buffer;
-    Call(3, table_->info_item, error, item, buffer.data(), TextBuffer::capacity());
+    Call(kMethodInfoItem, table_->info_item, error, item, buffer.data(), TextBuffer::capacity());
     if (error == 0) value = buffer.text();
   }
 
@@ -119,21 +116,21 @@ class PluginMeterControl : public MeterControl {
                int32_t& error) override {
     TextBuffer key_buffer(driver_key);
     TextBuffer text_buffer(connect_text);
-    Call(6, table_->connect, error, key_buffer.data(), TextBuffer::capacity(), port,
+    Call(kMethodConnect, table_->connect, error, key_buffer.data(), TextBuffer::capacity(), port,
          text_buffer.data(), TextBuffer::capacity());
     if (error != 0) return;
     driver_key = key_buffer.text();
     connect_text = text_buffer.text();
   }
 
-  void Disconnect(int32_t& error) override { Call(7, table_->disconnect, error); }
+  void Disconnect(int32_t& error) override { Call(kMethodDisconnect, table_->disconnect, error); }
 
   void ReadData(int16_t kind, int16_t& count, int32_t& position, int32_t constant1,
                 int32_t progress_window, int32_t constant2, int32_t& error) override {
     int16_t count_io = count;
     int32_t position_io = position;
-    Call(35, table_->read_data, error, kind, &count_io, &position_io, constant1, progress_window,
-         constant2);
+    Call(kMethodReadData, table_->read_data, error, kind, &count_io, &position_io, constant1,
+         progress_window, constant2);
     if (error != 0) return;
     count = count_io;
     position = position_io;
@@ -142,7 +139,7 @@ class PluginMeterControl : public MeterControl {
   void GetDataRecord(int32_t index, RawMeterRecord& record, int32_t& error) override {
     meterctl_raw_record raw{};
     raw.struct_size = sizeof raw;
-    Call(36, table_->get_data_record, error, index, &raw);
+    Call(kMethodGetDataRecord, table_->get_data_record, error, index, &raw);
     if (error != 0) return;
     std::memcpy(record.bytes.data(), raw.bytes, RawMeterRecord::kSize);
     record.date = BoundedText(raw.date, sizeof raw.date);
@@ -151,14 +148,14 @@ class PluginMeterControl : public MeterControl {
 
   void ReadSecondSet(int16_t& count, int32_t progress_window, int32_t& error) override {
     int16_t out = 0;
-    Call(40, table_->read_second_set, error, &out, progress_window);
+    Call(kMethodReadSecondSet, table_->read_second_set, error, &out, progress_window);
     if (error == 0) count = out;
   }
 
   void GetSecondSetRecord(int32_t index, RawPumpRecord& record, int32_t& error) override {
     meterctl_pump_record raw{};
     raw.struct_size = sizeof raw;
-    Call(41, table_->get_second_set_record, error, index, &raw);
+    Call(kMethodGetSecondSetRecord, table_->get_second_set_record, error, index, &raw);
     if (error != 0) return;
     record.date = BoundedText(raw.date, sizeof raw.date);
     record.time = BoundedText(raw.time, sizeof raw.time);

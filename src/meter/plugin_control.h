@@ -16,10 +16,6 @@ namespace mi {
 
 class SettingsStore;
 
-// The machine-hive key whose default value names the control's library.
-inline constexpr const char* kMeterControlServerKey =
-    "SOFTWARE\\Classes\\CLSID\\{C8367F74-6040-11D3-8A53-00C04FC8C0E2}\\InprocServer32";
-
 // The control that stands in when none could be loaded: every call fails
 // with the error flag set and changes nothing else.
 class UnavailableMeterControl : public MeterControl {

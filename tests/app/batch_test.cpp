@@ -1,4 +1,4 @@
-#include "batch.h"
+#include "app/meterimport-batch/batch.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "app/meterimport-settings/text_encoding.h"
+#include "common/text_encoding.h"
 
 namespace mi {
 namespace {

@@ -6,9 +6,9 @@
 #include <sstream>
 #include <tuple>
 
-#include "app/meterimport-settings/text_encoding.h"
 #include "common/hive.h"
 #include "common/settings_store.h"
+#include "common/text_encoding.h"
 #include "support/temp_dir.h"
 
 namespace mi {

@@ -5,7 +5,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "importfiles/codepage.h"
+#include "common/files.h"
+#include "common/text_encoding.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
@@ -23,8 +24,8 @@ TEST(CodePageTest, Windows1252ToUtf8AndBack) {
       {"\x81\x8d\x8f\x90\x9d", "\u0081\u008d\u008f\u0090\u009d"},  // unassigned bytes
   };
   for (const auto& [bytes, text] : cases) {
-    EXPECT_EQ(Utf8FromWindows1252(bytes), text);
-    EXPECT_EQ(Windows1252FromUtf8(text), bytes);
+    EXPECT_EQ(Windows1252ToUtf8(bytes), text);
+    EXPECT_EQ(Utf8ToWindows1252(text), bytes);
   }
 }
 
@@ -39,7 +40,7 @@ TEST(CodePageTest, WhatWindows1252CannotHoldBecomesAQuestionMark) {
       {"\xed\xa0\x80", "???"},       // a surrogate
       {"\xf5\x80\x80\x80", "????"},  // beyond U+10FFFF
   };
-  for (const auto& [text, bytes] : cases) EXPECT_EQ(Windows1252FromUtf8(text), bytes) << text;
+  for (const auto& [text, bytes] : cases) EXPECT_EQ(Utf8ToWindows1252(text), bytes) << text;
 }
 
 TEST(FileStoreTest, RelativeNamesLandInTheDataDirectory) {

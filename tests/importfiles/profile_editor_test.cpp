@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "common/settings_store.h"
+#include "common/text_encoding.h"
 #include "common/text_helpers.h"
-#include "importfiles/codepage.h"
 #include "support/temp_dir.h"
 
 namespace mi {
@@ -217,7 +217,7 @@ struct PlainEditor {
           lines[i].empty() && i + 1 < lines.size() && lines[i + 1].find('[') == std::string::npos;
       if (!dropped) text += TrimControlChars(lines[i]) + "\r\n";
     }
-    return Windows1252FromUtf8(text);
+    return Utf8ToWindows1252(text);
   }
 };
 
@@ -234,7 +234,7 @@ TEST_F(ProfileEditorTest, IndexedWritesSavesAndReloadsMatchThePlainRules) {
   for (int round = 0; round < 150; ++round) {
     std::string content;
     for (int i = static_cast<int>(random() % 16); i > 0; --i) content += pick(pieces);
-    WriteFile(path, Windows1252FromUtf8(content));
+    WriteFile(path, Utf8ToWindows1252(content));
     editor_.LoadProfileFile(path);
     PlainEditor plain{editor_.Lines()};
     std::string section = sections[0];  // runs in one section, as the writers do

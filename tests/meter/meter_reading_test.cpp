@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "profile/meter_profile.h"
 #include "support/fake_meter_control.h"
-#include "wizard/meter_profile.h"
 
 namespace mi {
 namespace {

@@ -1,4 +1,4 @@
-#include "batch.h"
+#include "app/meterimport-batch/batch.h"
 
 #include <ostream>
 
@@ -6,8 +6,8 @@
 #include "importfiles/import_package.h"
 #include "meter/meter_connection.h"
 #include "meter/plugin_control.h"
-#include "meter/transfer.h"
-#include "wizard/meter_profile.h"
+#include "profile/meter_profile.h"
+#include "transfer/transfer.h"
 
 namespace mi {
 namespace {

@@ -14,7 +14,7 @@
 
 #include "common/clock.h"
 #include "common/settings_store.h"
-#include "wizard/port_probe.h"
+#include "serial/port_probe.h"
 
 namespace mi {
 

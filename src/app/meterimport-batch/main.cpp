@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "batch.h"
+#include "app/meterimport-batch/batch.h"
 #include "common/locale_info.h"
 
 int main(int argc, char** argv) {

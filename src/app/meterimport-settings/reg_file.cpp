@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "app/meterimport-settings/text_encoding.h"
+#include "common/text_encoding.h"
 #include "common/text_helpers.h"
 
 namespace mi {
@@ -25,12 +25,6 @@ constexpr RootSpelling kRoots[] = {{"HKEY_LOCAL_MACHINE", Root::kMachine},
 
 bool IsBlank(char c) {
   return c == ' ' || c == '\t';
-}
-
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && (IsBlank(text.back()) || text.back() == '\r')) text.remove_suffix(1);
-  return text;
 }
 
 int LineOfOffset(std::string_view text, size_t offset) {
@@ -91,14 +85,14 @@ bool ParseQuoted(std::string_view text, size_t& pos, std::string& out, std::stri
 // "01,ab, 2f" (a trailing comma allowed) into bytes.
 bool ParseHexBytes(std::string_view text, std::string& out, std::string& error) {
   out.clear();
-  text = Trim(text);
+  text = TrimBlanks(text);
   if (text.empty()) return true;
   if (text.back() == ',') text.remove_suffix(1);
   size_t start = 0;
   while (start <= text.size()) {
     size_t end = text.find(',', start);
     if (end == std::string_view::npos) end = text.size();
-    const std::string_view item = Trim(text.substr(start, end - start));
+    const std::string_view item = TrimBlanks(text.substr(start, end - start));
     const auto first = item.empty() ? std::nullopt : HexDigit(item[0]);
     const auto second = item.size() == 2 ? HexDigit(item[1]) : std::optional<unsigned>(0);
     if (!first || item.size() > 2 || !second) {
@@ -143,7 +137,7 @@ class RegFileParser {
     file.format = format_;
     for (index_ = 1; index_ < lines_.size(); ++index_) {
       line_number_ = static_cast<int>(index_) + 1;
-      const std::string_view line = Trim(lines_[index_]);
+      const std::string_view line = TrimBlanks(lines_[index_]);
       if (line.empty() || line.front() == ';') continue;
       const bool ok = line.front() == '[' ? ParseKeyLine(line, file) : ParseValueLine(line, file);
       if (!ok) {
@@ -197,7 +191,7 @@ class RegFileParser {
     if (pos == 0 && !ParseQuoted(line, pos, change.name, message_)) return false;
     while (pos < line.size() && IsBlank(line[pos])) ++pos;
     if (pos >= line.size() || line[pos] != '=') return Fail("expected '=' after the value name");
-    const std::string_view data = Trim(line.substr(pos + 1));
+    const std::string_view data = TrimBlanks(line.substr(pos + 1));
     if (!ParseData(data, change)) return false;
     file.changes.push_back(std::move(change));
     return true;
@@ -243,11 +237,11 @@ class RegFileParser {
       change.type = *type;
     }
     // The bytes may go on over further lines, each ending with "\".
-    std::string bytes_text(Trim(data.substr(colon + 1)));
+    std::string bytes_text(TrimBlanks(data.substr(colon + 1)));
     while (!bytes_text.empty() && bytes_text.back() == '\\') {
       bytes_text.pop_back();
       if (index_ + 1 >= lines_.size()) return Fail("the file ends inside a continued value");
-      bytes_text += Trim(lines_[++index_]);
+      bytes_text += TrimBlanks(lines_[++index_]);
     }
     std::string bytes;
     if (!ParseHexBytes(bytes_text, bytes, message_)) return false;
@@ -328,11 +322,13 @@ std::optional<RegFile> ParseRegFile(std::string_view bytes, RegFileError* error)
   std::string_view rest = *text;
   while (true) {
     const size_t end = rest.find('\n');
-    lines.push_back(rest.substr(0, end));
+    std::string_view line = rest.substr(0, end);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    lines.push_back(line);
     if (end == std::string_view::npos) break;
     rest.remove_prefix(end + 1);
   }
-  const std::string_view header = Trim(lines.front());
+  const std::string_view header = TrimBlanks(lines.front());
   RegFileFormat format;
   if (header == kVersion5Header) {
     format = RegFileFormat::kVersion5;

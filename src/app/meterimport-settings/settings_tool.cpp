@@ -10,7 +10,8 @@
 #include <ostream>
 
 #include "app/meterimport-settings/reg_file.h"
-#include "app/meterimport-settings/text_encoding.h"
+#include "common/files.h"
+#include "common/text_encoding.h"
 #include "common/text_helpers.h"
 
 namespace mi {
@@ -74,29 +75,6 @@ std::string Little32(uint32_t number) {
   std::string bytes;
   for (int i = 0; i < 4; ++i) bytes += static_cast<char>((number >> (8 * i)) & 0xFF);
   return bytes;
-}
-
-bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& error) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    error = std::strerror(errno);
-    return false;
-  }
-  char buffer[65536];
-  bytes.clear();
-  while (true) {
-    const ssize_t n = ::read(fd, buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
-      error = std::strerror(errno);
-      ::close(fd);
-      return false;
-    }
-    if (n == 0) break;
-    bytes.append(buffer, static_cast<size_t>(n));
-  }
-  ::close(fd);
-  return true;
 }
 
 bool WriteWholeFile(const std::string& path, std::string_view bytes, std::string& error) {
@@ -196,10 +174,9 @@ std::string ShownData(const RegValue& value) {
     }
     if (plain) return shown;
   } else if (value.type == kRegDword && data.size() == 4) {
-    uint32_t number = 0;
-    for (int i = 3; i >= 0; --i) number = (number << 8) | static_cast<unsigned char>(data[i]);
+    const int32_t number = DwordValue(data);
     char text[40];
-    std::snprintf(text, sizeof text, "%d (0x%08x)", static_cast<int32_t>(number), number);
+    std::snprintf(text, sizeof text, "%d (0x%08x)", number, static_cast<uint32_t>(number));
     return text;
   }
   return HexBytes(data);
@@ -428,13 +405,11 @@ int SettingsList(const ToolArgs& args, const HivePaths& hives, std::ostream& out
 int SettingsImport(const ToolArgs& args, const HivePaths& hives, std::ostream&, std::ostream& err) {
   if (args.size() != 1) return Usage(err);
   const std::string& file = args[0];
-  std::string bytes;
   std::string error;
-  if (!ReadWholeFile(file, bytes, error)) {
-    return Error(err, kToolFileAccess, "cannot read " + file + ": " + error);
-  }
+  const std::optional<std::string> bytes = ReadWholeFile(file, &error, FileKind::kAny);
+  if (!bytes) return Error(err, kToolFileAccess, "cannot read " + file + ": " + error);
   RegFileError bad;
-  auto parsed = ParseRegFile(bytes, &bad);
+  auto parsed = ParseRegFile(*bytes, &bad);
   if (!parsed) {
     err << file << ":" << bad.line << ": " << bad.message << "\n";
     return kToolBadFile;

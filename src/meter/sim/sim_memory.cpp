@@ -4,11 +4,11 @@
 #include <cctype>
 #include <cfloat>
 #include <cmath>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
+
+#include "common/files.h"
 
 namespace mi::sim {
 namespace {
@@ -98,25 +98,25 @@ RawMeterRecord ReadRecord(const json& entry) {
   RawMeterRecord record;
   record.date = Text(Member(entry, "date"));
   record.time = Text(Member(entry, "time"));
-  record.Put<float>(offsets::kGlucose, Single(Member(entry, "bg")).value_or(0));
-  PutWhole<int16_t>(record, offsets::kStatus, Member(entry, "status"));
-  PutWhole<int16_t>(record, offsets::kControl, Member(entry, "control"));
-  PutWhole<int16_t>(record, offsets::kFlag9, Member(entry, "flag9"));
+  record.Put<float>(raw_offset::kGlucose, Single(Member(entry, "bg")).value_or(0));
+  PutWhole<int16_t>(record, raw_offset::kStatus, Member(entry, "status"));
+  PutWhole<int16_t>(record, raw_offset::kControl, Member(entry, "control"));
+  PutWhole<int16_t>(record, raw_offset::kFlag9, Member(entry, "flag9"));
   if (const json* insulin = Member(entry, "insulin"); insulin != nullptr && insulin->is_array()) {
     for (size_t slot = 0; slot < 4 && slot < insulin->size(); ++slot) {
-      record.Put<float>(offsets::kInsulin + 4 * slot, Single(&(*insulin)[slot]).value_or(0));
+      record.Put<float>(raw_offset::kInsulin + 4 * slot, Single(&(*insulin)[slot]).value_or(0));
     }
   }
-  PutWhole<int16_t>(record, offsets::kMarker, Member(entry, "marker"));
-  PutWhole<int16_t>(record, offsets::kCarbs, Member(entry, "carbs"));
-  PutWhole<int16_t>(record, offsets::kExercise, Member(entry, "exercise"));
-  PutWhole<int16_t>(record, offsets::kMinutes, Member(entry, "minutes"));
+  PutWhole<int16_t>(record, raw_offset::kMarker, Member(entry, "marker"));
+  PutWhole<int16_t>(record, raw_offset::kCarbs, Member(entry, "carbs"));
+  PutWhole<int16_t>(record, raw_offset::kExercise, Member(entry, "exercise"));
+  PutWhole<int16_t>(record, raw_offset::kMinutes, Member(entry, "minutes"));
   if (const json* events = Member(entry, "events"); events != nullptr && events->is_array()) {
     for (size_t n = 0; n < 4 && n < events->size(); ++n) {
-      record.Put<int16_t>(offsets::kEvents + 2 * n, Whole<int16_t>(&(*events)[n]).value_or(0));
+      record.Put<int16_t>(raw_offset::kEvents + 2 * n, Whole<int16_t>(&(*events)[n]).value_or(0));
     }
   }
-  PutWhole<int32_t>(record, offsets::kUnit, Member(entry, "unit"));
+  PutWhole<int32_t>(record, raw_offset::kUnit, Member(entry, "unit"));
   return record;
 }
 
@@ -208,11 +208,10 @@ SimMemory ParseMeterMemory(std::string_view bytes, std::string* error) {
 }
 
 SimMemory LoadMeterMemory(const std::filesystem::path& file, std::string* error) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) return Failed("cannot read " + file.string(), error);
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) return Failed("cannot read " + file.string(), error);
-  return ParseMeterMemory(bytes, error);
+  std::string why;
+  const std::optional<std::string> bytes = ReadWholeFile(file, &why);
+  if (!bytes) return Failed("cannot read " + file.string() + ": " + why, error);
+  return ParseMeterMemory(*bytes, error);
 }
 
 }  // namespace mi::sim

@@ -66,19 +66,4 @@ SimMemory ParseMeterMemory(std::string_view bytes, std::string* error = nullptr)
 // The memory in `file`: unreadable files give an empty memory, as above.
 SimMemory LoadMeterMemory(const std::filesystem::path& file, std::string* error = nullptr);
 
-// Offsets of the fields of `RawMeterRecord` that a memory file names.
-namespace offsets {
-inline constexpr size_t kGlucose = 8;
-inline constexpr size_t kStatus = 12;
-inline constexpr size_t kControl = 14;
-inline constexpr size_t kFlag9 = 16;
-inline constexpr size_t kInsulin = 20;
-inline constexpr size_t kMarker = 48;
-inline constexpr size_t kCarbs = 50;
-inline constexpr size_t kExercise = 58;
-inline constexpr size_t kMinutes = 60;
-inline constexpr size_t kEvents = 62;
-inline constexpr size_t kUnit = 72;
-}  // namespace offsets
-
 }  // namespace mi::sim

@@ -1,4 +1,4 @@
-#include "wizard/port_probe.h"
+#include "serial/port_probe.h"
 
 #include <fcntl.h>
 #include <signal.h>

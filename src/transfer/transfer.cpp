@@ -1,6 +1,6 @@
-#include "meter/transfer.h"
+#include "transfer/transfer.h"
 
-#include "wizard/meter_profile.h"
+#include "profile/meter_profile.h"
 
 namespace mi {
 

@@ -1,4 +1,4 @@
-#include "wizard/meter_profile.h"
+#include "profile/meter_profile.h"
 
 #include <gtest/gtest.h>
 

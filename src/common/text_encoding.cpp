@@ -1,11 +1,21 @@
-#include "app/meterimport-settings/text_encoding.h"
+#include "common/text_encoding.h"
 
 #include <cstdint>
+#include <cstring>
 
 namespace mi {
 namespace {
 
 constexpr char32_t kEscapeBase = 0xDC00;  // lone surrogate U+DC80..U+DCFF = byte 80..FF
+
+// Code points of the Windows-1252 bytes 0x80 to 0x9F; the unassigned bytes
+// map to themselves. The rest of the upper half is Latin-1.
+constexpr char16_t kWindows1252High[32] = {
+    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,  // 80-87
+    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,  // 88-8F
+    0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,  // 90-97
+    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178,  // 98-9F
+};
 
 // Length of the valid UTF-8 sequence at `pos` (its code point in `cp`), or 0.
 size_t DecodeUtf8At(std::string_view s, size_t pos, char32_t& cp) {
@@ -66,11 +76,14 @@ void AppendUnit(std::string& out, char32_t unit) {
   out += static_cast<char>((unit >> 8) & 0xFF);
 }
 
-// Windows-1252 characters 80..9F; the rest of the upper half is Latin-1.
-constexpr char16_t kWindows1252High[32] = {
-    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+// The Windows-1252 byte of a code point, or '?' when the code page lacks it.
+char Windows1252ByteOf(char32_t code) {
+  if (code < 0x80 || (code >= 0xA0 && code <= 0xFF)) return static_cast<char>(code);
+  for (int i = 0; i < 32; ++i) {
+    if (kWindows1252High[i] == code) return static_cast<char>(0x80 + i);
+  }
+  return '?';
+}
 
 }  // namespace
 
@@ -82,6 +95,54 @@ size_t FindInvalidUtf8(std::string_view bytes) {
     pos += length;
   }
   return std::string_view::npos;
+}
+
+bool IsAscii(std::string_view text) {
+  // Eight bytes at a time: the import files are mostly plain ASCII.
+  size_t i = 0;
+  for (; i + 8 <= text.size(); i += 8) {
+    uint64_t word;
+    std::memcpy(&word, text.data() + i, 8);
+    if (word & 0x8080808080808080ULL) return false;
+  }
+  for (; i < text.size(); ++i) {
+    if (static_cast<unsigned char>(text[i]) >= 0x80) return false;
+  }
+  return true;
+}
+
+std::string Windows1252ToUtf8(std::string_view bytes) {
+  if (IsAscii(bytes)) return std::string(bytes);
+  std::string out;
+  out.reserve(bytes.size() + bytes.size() / 8);
+  for (const char c : bytes) {
+    const auto b = static_cast<unsigned char>(c);
+    if (b >= 0x80 && b <= 0x9F) {
+      AppendUtf8(out, kWindows1252High[b - 0x80]);
+    } else {
+      AppendUtf8(out, b);
+    }
+  }
+  return out;
+}
+
+std::string Utf8ToWindows1252(std::string_view text) {
+  if (IsAscii(text)) return std::string(text);
+  std::string out;
+  out.reserve(text.size());
+  size_t at = 0;
+  while (at < text.size()) {
+    char32_t code = 0;
+    const size_t length = DecodeUtf8At(text, at, code);
+    if (length == 0) {
+      out.push_back('?');  // a stray byte: one "?" each, the next byte is read afresh
+      ++at;
+    } else {
+      out.push_back(Windows1252ByteOf(code));
+      at += length;
+    }
+  }
+  return out;
 }
 
 std::string Utf8ToUtf16Le(std::string_view bytes) {
@@ -124,20 +185,6 @@ std::string Utf16LeToUtf8(std::string_view utf16) {
       out += static_cast<char>(u - kEscapeBase);
     } else {
       AppendUtf8(out, u);  // also a lone surrogate, in its three-byte form
-    }
-  }
-  return out;
-}
-
-std::string Windows1252ToUtf8(std::string_view bytes) {
-  std::string out;
-  out.reserve(bytes.size());
-  for (char c : bytes) {
-    const unsigned char b = static_cast<unsigned char>(c);
-    if (b >= 0x80 && b <= 0x9F) {
-      AppendUtf8(out, kWindows1252High[b - 0x80]);
-    } else {
-      AppendUtf8(out, b);
     }
   }
   return out;

@@ -1,18 +1,15 @@
-#include "wizard/meter_profile.h"
+#include "profile/meter_profile.h"
 
 #include <optional>
 
 #include "common/conversions.h"
 #include "common/language.h"
 #include "common/settings_store.h"
+#include "common/text_ids.h"
 
 namespace mi {
 namespace {
 
-// Language texts of the profile: insulin names are 1262 + n, the infrared-key
-// box's caption 1381.
-constexpr int32_t kTextInsulinNameBase = 1262;
-constexpr int32_t kTextIrKeyCaption = 1381;
 constexpr const char* kIrKeyCaptionFallback = "Accu-Chek IR Key";
 
 // The meter models that can be reached through the infrared key.
@@ -90,7 +87,7 @@ void LoadMeterProfile(MeterProfile& profile, SettingsStore& settings, std::strin
 
   for (int32_t n = 1; n <= 14; ++n) {
     std::string fallback;
-    if (language) fallback = language->loadres(kTextInsulinNameBase + n).value_or("");
+    if (language) fallback = language->loadres(InsulinTypeTextId(n)).value_or("");
     profile.descInsulin[static_cast<size_t>(n)] =
         read.MachineThenUser("Desc_Insulin" + std::to_string(n), fallback);
   }
@@ -126,7 +123,7 @@ void LoadMeterProfile(MeterProfile& profile, SettingsStore& settings, std::strin
   profile.irKeyVisible = true;
   AssignIf(profile.irKeyValue, ToInt16(read.User("UseIRKey", "")));
   std::optional<std::string> caption;
-  if (language) caption = language->loadres(kTextIrKeyCaption);
+  if (language) caption = language->loadres(kTextIrKey);
   profile.irKeyCaption = caption.value_or(kIrKeyCaptionFallback);
 }
 
