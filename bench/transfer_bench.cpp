@@ -12,9 +12,11 @@
 #include <filesystem>
 #include <string>
 
+#include "importfiles/import_package.h"
+#include "meter/meter_reading.h"
 #include "profile/meter_profile.h"
 #include "support/fake_meter_control.h"
-#include "transfer/transfer.h"
+#include "transfer/import_session.h"
 
 namespace mi {
 namespace {
@@ -89,25 +91,28 @@ void Transfer(benchmark::State& state) {
     return;
   }
   const std::filesystem::path folder = pattern;
-  TransferRequest request;
-  request.reading.port = 1;
-  request.reading.driver_name = "Accu-Chek Complete";
-  request.reading.laboratory_kinds = LaboratoryKinds("");
-  request.import_dir = folder.string() + "/";
-  request.meter_desc = "Accu-Chek Sensor Complete";
-  request.meter_id = 13;
+  ReadingRequest request;
+  request.port = 1;
+  request.driver_name = "Accu-Chek Complete";
+  request.laboratory_kinds = LaboratoryKinds("");
+  const std::string import_dir = folder.string() + "/";
+  const ImportHeader header = MakeImportHeader("Accu-Chek Sensor Complete", "SN-4711", 13);
   FixedWallClock clock(*DateFromParts(2026, 11, 23) + 0.5);
   ImportProgress progress;
   int64_t records = 0;
+  int32_t sequence = 0;
   for (auto _ : state) {
-    ++request.import_sequence;  // new files every time
     MeterConnection connection(control);
-    const TransferResult result = RunTransfer(connection, profile, request, clock, progress, '.');
-    if (!result.package || !result.reading.errors.empty()) {
+    const ReadingResult reading = ReadMeter(connection, profile, request);
+    // New files every time.
+    const ImportPackageResult package =
+        WriteImportPackage(import_dir, ++sequence, profile.createSingleFile != 0, header,
+                           reading.records, clock, progress, '.');
+    if (reading.outcome != ReadingOutcome::kRead || !package.writers[0].save_failures.empty()) {
       state.SkipWithError("the transfer failed");
       break;
     }
-    const DecodedRecords& r = result.reading.records;
+    const DecodedRecords& r = reading.records;
     records = static_cast<int64_t>(r.glucose.size() + r.insulin.size() + r.intakes.size() +
                                    r.exercise.size() + r.lab.size());
     state.PauseTiming();

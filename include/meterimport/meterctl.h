@@ -186,6 +186,15 @@ typedef struct meterctl_interface {
   /* 41: entry index (1 to count) of the second set. */
   meterctl_status (*get_second_set_record)(meterctl_instance* instance, int32_t index,
                                            meterctl_pump_record* record, int32_t* error);
+
+  /* Members added after the nine methods. A control built against an older
+   * header has a smaller struct_size and lacks them; the module uses a member
+   * only when struct_size covers it and it is not NULL. */
+
+  /* The last failure of this instance in the control's own words (what the
+   * meter or the line did), for the report that a person reads: "the meter
+   * did not answer the read of kind 1 after 3 tries". May be NULL. */
+  meterctl_status (*error_text)(meterctl_instance* instance, char* text, size_t text_capacity);
 } meterctl_interface;
 
 /* The entry point every control exports. The table it returns is static and

@@ -1,17 +1,50 @@
 #include "importfiles/file_store.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
-#include <cstdio>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
+
+#include "common/files.h"
 
 namespace mi {
 namespace {
+
+// A file descriptor that closes itself.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd = -1) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+  bool ok() const { return fd_ >= 0; }
+  void reset(int fd) {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = fd;
+  }
+
+ private:
+  int fd_;
+};
+
+bool Failed(std::string* why, std::string text) {
+  if (why != nullptr) *why = std::move(text);
+  return false;
+}
+
+std::string SystemError(std::string_view what) {
+  return std::string(what) + ": " + std::strerror(errno);
+}
 
 bool WriteAll(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
@@ -25,39 +58,70 @@ bool WriteAll(int fd, std::string_view bytes) {
   return true;
 }
 
-// The permissions a newly created file gets under the process's umask.
-mode_t NewFileMode() {
-  static const mode_t mode = [] {
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    return static_cast<mode_t>(0666 & ~mask);
-  }();
-  return mode;
+// A name no other save of this process uses: the process id first, so that
+// leftovers of a process that is gone can be told from those of one at work.
+std::string UniqueName(std::string_view prefix) {
+  static std::atomic<uint64_t> counter{0};
+  return std::string(prefix) + std::to_string(::getpid()) + "-" + std::to_string(++counter);
 }
 
-// Puts the file `temp` in the place of `file`. An existing file is exchanged
-// with the new one in one step and then removed under its temporary name:
-// readers see the old file or the new one, as with a rename over it, but the
-// file system is spared the extra work that some (ext4) do for every rename
-// that replaces a file: writing the new data out at once and discarding the
-// old blocks, a dozen times a second for files that are rewritten at once.
-// Where the exchange is not supported, a plain rename does it.
-bool SwapInto(const std::string& temp, const std::filesystem::path& file) {
-#ifdef RENAME_EXCHANGE
-  if (::renameat2(AT_FDCWD, temp.c_str(), AT_FDCWD, file.c_str(), RENAME_EXCHANGE) == 0) {
-    struct stat info {};
-    // The old file now has the temporary name. A folder or anything else that
-    // was in the way goes back where it was, and the save fails.
-    if (::lstat(temp.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
-      ::renameat2(AT_FDCWD, temp.c_str(), AT_FDCWD, file.c_str(), RENAME_EXCHANGE);
-      return false;
-    }
-    ::unlink(temp.c_str());
-    return true;
+// True when `name` is `prefix` followed by the id of a process that is gone.
+bool IsLeftover(std::string_view name, std::string_view prefix) {
+  if (!name.starts_with(prefix)) return false;
+  name.remove_prefix(prefix.size());
+  pid_t pid = 0;
+  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), pid);
+  if (error != std::errc() || end == name.data() || *end != '-' || pid <= 0) return false;
+  return ::kill(pid, 0) != 0 && errno == ESRCH;
+}
+
+// Removes the files of `folder` that a killed save left under `prefix`.
+void RemoveLeftovers(int folder, std::string_view prefix) {
+  const int copy = ::dup(folder);
+  if (copy < 0) return;
+  DIR* listing = ::fdopendir(copy);
+  if (listing == nullptr) {
+    ::close(copy);
+    return;
   }
-  if (errno != ENOENT && errno != EINVAL && errno != ENOSYS && errno != EPERM) return false;
-#endif
-  return ::rename(temp.c_str(), file.c_str()) == 0;
+  while (const dirent* entry = ::readdir(listing)) {
+    if (IsLeftover(entry->d_name, prefix)) ::unlinkat(folder, entry->d_name, 0);
+  }
+  ::closedir(listing);
+}
+
+// Whether an anonymous file can be given a name (through /proc).
+bool CanNameAnonymousFiles() {
+  static const bool can = ::access("/proc/self/fd", F_OK) == 0;
+  return can;
+}
+
+bool NameAnonymousFile(int fd, int folder, const std::string& name) {
+  const std::string proc = "/proc/self/fd/" + std::to_string(fd);
+  return ::linkat(AT_FDCWD, proc.c_str(), folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+// The private folder in which a finished file gets the name that it is
+// renamed from, when it lies on `device`; -1 otherwise. Leftovers of killed
+// processes are removed the first time it is opened.
+int OpenStagingFolder(dev_t device) {
+  const std::filesystem::path folder = DataDirectory() / "staging";
+  std::error_code ignored;
+  std::filesystem::create_directories(folder, ignored);
+  ::chmod(folder.c_str(), 0700);
+  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return -1;
+  struct stat info {};
+  if (::fstat(fd, &info) != 0 || info.st_dev != device) {
+    ::close(fd);
+    return -1;
+  }
+  static bool swept = false;
+  if (!swept) {
+    RemoveLeftovers(fd, "");
+    swept = true;
+  }
+  return fd;
 }
 
 }  // namespace
@@ -89,19 +153,159 @@ std::filesystem::path ResolveDataPathForWriting(std::string_view name) {
   return folder / path;
 }
 
-bool ReplaceFileAtomically(const std::filesystem::path& file, std::string_view bytes,
-                           bool sync_to_disk) {
-  std::filesystem::path folder = file.parent_path();
-  if (folder.empty()) folder = ".";
-  std::string temp = (folder / ("." + file.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkstemp(temp.data());
-  if (fd < 0) return false;
-  bool ok = ::fchmod(fd, NewFileMode()) == 0;
-  ok = ok && WriteAll(fd, bytes);
-  if (ok && sync_to_disk) ok = ::fdatasync(fd) == 0;
-  ok = (::close(fd) == 0) && ok;
-  if (ok) ok = SwapInto(temp, file);
-  if (!ok) ::unlink(temp.c_str());
+// ---- The disk ----------------------------------------------------------------
+
+std::optional<std::string> DiskFileStore::Read(const std::filesystem::path& file, bool* missing,
+                                               std::string* why) {
+  std::string reason;
+  std::optional<std::string> bytes = ReadWholeFile(file, &reason);
+  struct stat info {};
+  const bool absent = !bytes && ::lstat(file.c_str(), &info) != 0 && errno == ENOENT;
+  if (missing != nullptr) *missing = absent;
+  if (!bytes && why != nullptr) *why = absent ? "no such file" : reason;
+  return bytes;
+}
+
+bool DiskFileStore::Replace(const std::filesystem::path& file, std::string_view bytes,
+                            std::string* why) {
+  const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
+  const std::string name = file.filename().string();
+  if (name.empty() || name == "." || name == "..") return Failed(why, "not a file name");
+  const Descriptor dir(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!dir.ok()) return Failed(why, SystemError("cannot open the folder"));
+
+  // What is there now must be a file that can be read: anything else stays.
+  struct stat old {};
+  bool exists = ::fstatat(dir.get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0;
+  if (!exists && errno != ENOENT) return Failed(why, SystemError("cannot look at the file"));
+  if (exists) {
+    if (!S_ISREG(old.st_mode)) return Failed(why, "something other than a file is in the way");
+    const Descriptor probe(
+        ::openat(dir.get(), name.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    if (!probe.ok()) return Failed(why, SystemError("the file exists but cannot be read"));
+  }
+
+  // The new content, in a file without a name until it is whole and on the
+  // disk; where no anonymous file can be had, under a hidden name.
+  const std::string hidden_prefix = "." + name + ".tmp-";
+  std::string hidden;  // the hidden name in the folder, while there is one
+  const auto discard_hidden = [&] {
+    if (!hidden.empty()) ::unlinkat(dir.get(), hidden.c_str(), 0);
+    hidden.clear();
+  };
+  Descriptor data;
+  if (CanNameAnonymousFiles()) {
+    data.reset(::openat(dir.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
+  }
+  const bool anonymous = data.ok();
+  if (!anonymous) {
+    RemoveLeftovers(dir.get(), hidden_prefix);
+    hidden = UniqueName(hidden_prefix);
+    data.reset(::openat(dir.get(), hidden.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666));
+    if (!data.ok()) {
+      hidden.clear();
+      return Failed(why, SystemError("cannot create the new file"));
+    }
+  }
+  if (!WriteAll(data.get(), bytes) || ::fdatasync(data.get()) != 0) {
+    const std::string failure = SystemError("cannot write the new file");
+    discard_hidden();
+    return Failed(why, failure);
+  }
+
+  bool placed = false;
+  if (anonymous && !exists) {
+    // A new file: the name is given in one step, or not at all.
+    placed = NameAnonymousFile(data.get(), dir.get(), name);
+    if (!placed && errno != EEXIST) return Failed(why, SystemError("cannot name the new file"));
+  }
+  if (!placed) {
+    // A file is replaced by a rename, which needs a name to rename from:
+    // in the staging folder, or hidden in this folder for a moment.
+    int from = dir.get();
+    std::string from_name;
+    Descriptor staging;
+    if (anonymous) {
+      struct stat here {};
+      if (::fstat(dir.get(), &here) == 0) staging.reset(OpenStagingFolder(here.st_dev));
+      const std::string staged = UniqueName("");
+      if (staging.ok() && NameAnonymousFile(data.get(), staging.get(), staged)) {
+        from = staging.get();
+        from_name = staged;
+      } else {
+        RemoveLeftovers(dir.get(), hidden_prefix);
+        hidden = UniqueName(hidden_prefix);
+        if (!NameAnonymousFile(data.get(), dir.get(), hidden)) {
+          hidden.clear();
+          return Failed(why, SystemError("cannot name the new file"));
+        }
+        from_name = hidden;
+      }
+    } else {
+      from_name = hidden;
+    }
+    if (::renameat(from, from_name.c_str(), dir.get(), name.c_str()) != 0) {
+      const std::string failure = SystemError("cannot put the new file in place");
+      ::unlinkat(from, from_name.c_str(), 0);
+      return Failed(why, failure);
+    }
+    hidden.clear();
+  }
+  // The new name itself must survive a power cut too.
+  if (::fsync(dir.get()) != 0) return Failed(why, SystemError("cannot force the folder to disk"));
+  return true;
+}
+
+FileStore& Disk() {
+  static DiskFileStore disk;
+  return disk;
+}
+
+// ---- One writer call's changes ---------------------------------------------
+
+std::optional<std::string> FileTransaction::Read(const std::filesystem::path& file, bool* missing,
+                                                 std::string* why) {
+  for (const auto& [path, bytes] : changed_) {
+    if (path == file) {
+      if (missing != nullptr) *missing = false;
+      return bytes;
+    }
+  }
+  bool absent = false;
+  std::string reason;
+  std::optional<std::string> bytes = base_.Read(file, &absent, &reason);
+  if (!bytes && !absent) unreadable_[file] = reason;
+  if (missing != nullptr) *missing = absent;
+  if (!bytes && why != nullptr) *why = reason;
+  return bytes;
+}
+
+bool FileTransaction::Replace(const std::filesystem::path& file, std::string_view bytes,
+                              std::string* why) {
+  if (const auto found = unreadable_.find(file); found != unreadable_.end()) {
+    return Failed(why, "the file exists but cannot be read: " + found->second);
+  }
+  for (auto& [path, content] : changed_) {
+    if (path == file) {
+      content.assign(bytes);
+      return true;
+    }
+  }
+  changed_.emplace_back(file, std::string(bytes));
+  return true;
+}
+
+bool FileTransaction::Commit(std::vector<std::string>* failures) {
+  bool ok = true;
+  for (const auto& [path, bytes] : changed_) {
+    std::string why;
+    if (!base_.Replace(path, bytes, &why)) {
+      ok = false;
+      if (failures != nullptr) failures->push_back(path.string() + ": " + why);
+    }
+  }
+  changed_.clear();
+  unreadable_.clear();
   return ok;
 }
 

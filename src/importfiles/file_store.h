@@ -1,13 +1,17 @@
 #pragma once
 
-// How the import files reach the disk: where a relative name lands, how a
-// whole file is read, and how it is replaced so that nobody ever sees half of
-// it.
+// How the import files reach the disk: where a relative name lands, and the
+// store through which the line editor reads and saves whole files. Every
+// writer call works in a transaction over the store, so that the host only
+// ever sees whole sections and a kill or a power cut never costs it a file.
 
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace mi {
 
@@ -25,12 +29,71 @@ std::filesystem::path ResolveDataPath(std::string_view name);
 // it stands in for always exists).
 std::filesystem::path ResolveDataPathForWriting(std::string_view name);
 
-// Replaces `file` with `bytes`: written to a new file beside it in the same
-// folder, flushed, then renamed over the old one. On any failure the new file
-// is removed, the old one stays whole and the result is false. With
-// `sync_to_disk` the data are also forced to the disk before the rename
-// (slower; guards against a power cut as well, not only against readers).
-bool ReplaceFileAtomically(const std::filesystem::path& file, std::string_view bytes,
-                           bool sync_to_disk = false);
+// Whole files, read and replaced.
+class FileStore {
+ public:
+  virtual ~FileStore() = default;
+
+  // The bytes of `file`; nullopt when it does not exist (`missing` set) or
+  // cannot be read (`why` says why).
+  virtual std::optional<std::string> Read(const std::filesystem::path& file,
+                                          bool* missing = nullptr, std::string* why = nullptr) = 0;
+
+  // Replaces `file` with `bytes` as a whole. False, with `why`, when that
+  // could not be done; the old file is then unchanged. A file that exists
+  // but cannot be read is never replaced: what it holds would be lost.
+  virtual bool Replace(const std::filesystem::path& file, std::string_view bytes,
+                       std::string* why = nullptr) = 0;
+};
+
+// The disk. A file is replaced atomically and durably: the new content is
+// written into an anonymous file of the same file system and forced to the
+// disk, then put in place in one step, and the folder is forced to the disk
+// as well. Readers see the old file or the new one, a power cut leaves one of
+// the two, and a kill at any moment leaves nothing else in the file's folder:
+// an anonymous file vanishes with the process, and where a name is needed
+// for the last step it lies in a private staging folder beside the data
+// directory (when that is on the same file system; otherwise a hidden name
+// in the file's folder for the instant between two system calls, removed by
+// the next save into that folder).
+class DiskFileStore final : public FileStore {
+ public:
+  std::optional<std::string> Read(const std::filesystem::path& file, bool* missing = nullptr,
+                                  std::string* why = nullptr) override;
+  bool Replace(const std::filesystem::path& file, std::string_view bytes,
+               std::string* why = nullptr) override;
+};
+
+// The process's disk store.
+FileStore& Disk();
+
+// The changes of one writer call. Reads see what was saved in the
+// transaction so far and go to the underlying store otherwise; nothing
+// reaches the underlying store before Commit, which replaces each changed
+// file once. A file that exists but could not be read cannot be saved in
+// the transaction either.
+class FileTransaction final : public FileStore {
+ public:
+  explicit FileTransaction(FileStore& base) : base_(base) {}
+
+  std::optional<std::string> Read(const std::filesystem::path& file, bool* missing = nullptr,
+                                  std::string* why = nullptr) override;
+  bool Replace(const std::filesystem::path& file, std::string_view bytes,
+               std::string* why = nullptr) override;
+
+  // Replaces every changed file in the underlying store, in the order they
+  // were first saved. False when one could not be replaced (the others are
+  // still tried); `failures` then receives "FILE: why" for each.
+  bool Commit(std::vector<std::string>* failures = nullptr);
+
+  // The files saved in the transaction and not committed yet.
+  size_t pending() const { return changed_.size(); }
+
+ private:
+  FileStore& base_;
+  std::vector<std::pair<std::filesystem::path, std::string>> changed_;
+  // Files that exist but could not be read, and why.
+  std::map<std::filesystem::path, std::string> unreadable_;
+};
 
 }  // namespace mi

@@ -16,17 +16,17 @@ std::optional<int32_t> HighestIndex(const RecordArray<Record>& records) {
 
 }  // namespace
 
-std::string_view CategoryFilePrefix(ImportCategory category) {
+std::string_view CategoryFilePrefix(RecordCategory category) {
   switch (category) {
-    case ImportCategory::kGlucose:
+    case RecordCategory::kGlucose:
       return "BG_";
-    case ImportCategory::kInsulin:
+    case RecordCategory::kInsulin:
       return "INSULIN_";
-    case ImportCategory::kIntakes:
+    case RecordCategory::kIntakes:
       return "INTAKES_";
-    case ImportCategory::kExercise:
+    case RecordCategory::kExercise:
       return "EXERCISES_";
-    case ImportCategory::kLab:
+    case RecordCategory::kLab:
       return "LABORATORY_";
   }
   return "";
@@ -51,16 +51,17 @@ std::string ImportFileName(std::string_view import_dir, std::string_view prefix,
 ImportPackageResult WriteImportPackage(std::string_view import_dir, int32_t import_sequence,
                                        bool create_single_file, const ImportHeader& header,
                                        const DecodedRecords& records, const WallClock& clock,
-                                       ImportProgress& progress, char decimal_separator) {
+                                       ImportProgress& progress, char decimal_separator,
+                                       FileStore* files) {
   ImportPackageResult result;
-  ProfileEditor editor;
+  ProfileEditor editor(files);
   ImportWriterContext context(editor, clock, progress, decimal_separator);
 
   const std::string single_file =
       ImportFileName(import_dir, kSingleFilePrefix, clock.Now(), import_sequence);
   // Each category's own name is made when its turn comes, with the clock read
   // afresh: files of one import may carry different stamps.
-  const auto name_for = [&](ImportCategory category) {
+  const auto name_for = [&](RecordCategory category) {
     const auto slot = static_cast<size_t>(category);
     result.file_names[slot] = create_single_file
                                   ? single_file
@@ -70,14 +71,14 @@ ImportPackageResult WriteImportPackage(std::string_view import_dir, int32_t impo
   };
 
   result.writers[0] =
-      WriteGlucoseFile(context, name_for(ImportCategory::kGlucose), header, records.glucose);
+      WriteGlucoseFile(context, name_for(RecordCategory::kGlucose), header, records.glucose);
   result.writers[1] =
-      WriteInsulinFile(context, name_for(ImportCategory::kInsulin), header, records.insulin);
+      WriteInsulinFile(context, name_for(RecordCategory::kInsulin), header, records.insulin);
   result.writers[2] =
-      WriteIntakesFile(context, name_for(ImportCategory::kIntakes), header, records.intakes);
+      WriteIntakesFile(context, name_for(RecordCategory::kIntakes), header, records.intakes);
   result.writers[3] =
-      WriteExerciseFile(context, name_for(ImportCategory::kExercise), header, records.exercise);
-  result.writers[4] = WriteLabFile(context, name_for(ImportCategory::kLab), header, records.lab);
+      WriteExerciseFile(context, name_for(RecordCategory::kExercise), header, records.exercise);
+  result.writers[4] = WriteLabFile(context, name_for(RecordCategory::kLab), header, records.lab);
 
   result.highest_index = {HighestIndex(records.glucose), HighestIndex(records.insulin),
                           HighestIndex(records.intakes), HighestIndex(records.exercise),

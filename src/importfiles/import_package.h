@@ -15,13 +15,12 @@
 
 namespace mi {
 
-// The categories in the order they are written (and shown).
-enum class ImportCategory { kGlucose = 0, kInsulin, kIntakes, kExercise, kLab };
-inline constexpr size_t kImportCategoryCount = 5;
+class FileStore;
 
 // The file-name prefix of each category ("BG_", "INSULIN_", ...), and "IMP_"
 // for the single file that holds them all.
-std::string_view CategoryFilePrefix(ImportCategory category);
+std::string_view CategoryFilePrefix(RecordCategory category);
+
 inline constexpr std::string_view kSingleFilePrefix = "IMP_";
 
 // The extension of every file of one import: "." and the import sequence
@@ -36,12 +35,12 @@ std::string ImportFileName(std::string_view import_dir, std::string_view prefix,
 
 struct ImportPackageResult {
   // Per category: the file it was offered to, and what its writer did.
-  std::array<std::string, kImportCategoryCount> file_names;
-  std::array<WriterResult, kImportCategoryCount> writers;
+  std::array<std::string, kRecordCategoryCount> file_names;
+  std::array<WriterResult, kRecordCategoryCount> writers;
   // Per category, the record array's highest index (its size - 1), which the
   // result screen shows; nullopt for an array that was never sized (the
   // screen then leaves its label as it was).
-  std::array<std::optional<int32_t>, kImportCategoryCount> highest_index;
+  std::array<std::optional<int32_t>, kRecordCategoryCount> highest_index;
 };
 
 // Writes the records of one import into `import_dir` (which ends in a path
@@ -49,11 +48,13 @@ struct ImportPackageResult {
 // its own time stamp taken when that category starts, or with
 // `create_single_file` one "IMP_" file whose sections are GLUCOSE, INSULIN,
 // INTAKES, EXERCISE and LAB. A category without records makes no file or
-// section. Failures are not raised; they show in the result.
+// section. Failures are not raised; they show in the result. Files are read
+// and saved through `files` (the disk when null).
 ImportPackageResult WriteImportPackage(std::string_view import_dir, int32_t import_sequence,
                                        bool create_single_file, const ImportHeader& header,
                                        const DecodedRecords& records, const WallClock& clock,
-                                       ImportProgress& progress, char decimal_separator);
+                                       ImportProgress& progress, char decimal_separator,
+                                       FileStore* files = nullptr);
 
 // The same with the user's decimal separator from the locale.
 ImportPackageResult WriteImportPackage(std::string_view import_dir, int32_t import_sequence,

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "common/settings_store.h"
+#include "importfiles/file_store.h"
 #include "importfiles/profile_editor.h"
 #include "meterimport/version.h"
 
@@ -133,6 +134,10 @@ WriterResult WriteCategory(ImportWriterContext& context, std::string_view path,
   ProfileEditor& editor = context.editor;
   ImportProgress& progress = context.progress;
   const int32_t failed_before = editor.FailedSaves();
+  // Every load and save of this call stays in the transaction until its end.
+  FileStore& files = editor.file_store();
+  FileTransaction transaction(files);
+  editor.SetFileStore(transaction);
   const auto write = [&](std::string_view key, std::string_view value, int16_t keep) {
     editor.WriteProfileEntry(rules.section, key, value, path, keep);
   };
@@ -187,11 +192,31 @@ WriterResult WriteCategory(ImportWriterContext& context, std::string_view path,
   if (rules.writes_storage_method) {
     write("STORAGEMETHOD", std::to_string(std::abs(static_cast<int>(editor.UseProfileApi))), 0);
   }
-  result.failed_saves = editor.FailedSaves() - failed_before;
+  editor.SetFileStore(files);
+  if (editor.FailedSaves() != failed_before) {
+    result.save_failures.push_back(editor.LastSaveFailure());
+  }
+  transaction.Commit(&result.save_failures);
   return result;
 }
 
 }  // namespace
+
+std::string_view SectionName(RecordCategory category) {
+  switch (category) {
+    case RecordCategory::kGlucose:
+      return kGlucose.section;
+    case RecordCategory::kInsulin:
+      return kInsulin.section;
+    case RecordCategory::kIntakes:
+      return kIntakes.section;
+    case RecordCategory::kExercise:
+      return kExercise.section;
+    case RecordCategory::kLab:
+      return kLab.section;
+  }
+  return {};
+}
 
 std::string GlucoseLine(const GlucoseRecord& r) {
   return LineBuilder(r.date, r.time)

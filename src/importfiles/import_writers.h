@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/clock.h"
 #include "meter/records.h"
@@ -44,6 +45,8 @@ class ImportProgress {
 };
 
 // What every writer works with.
+// Each writer call works in a transaction over the editor's file store, so
+// that its file is committed once, whole, at the end of the call.
 struct ImportWriterContext {
   ImportWriterContext(ProfileEditor& editor, const WallClock& clock, ImportProgress& progress,
                       char decimal_separator)
@@ -65,7 +68,9 @@ struct WriterResult {
   bool written = false;  // false: empty array or undated first record, no file touched
   int32_t entries = 0;   // data lines written
   int32_t skips = 0;     // of those, lines with the SKIP flag
-  int32_t failed_saves = 0;
+  // Why the file could not be saved: the writer's changes reach the disk
+  // once, at its end, or not at all (then the old file is unchanged).
+  std::vector<std::string> save_failures;
 };
 
 WriterResult WriteGlucoseFile(ImportWriterContext& context, std::string_view path,
@@ -81,6 +86,9 @@ WriterResult WriteExerciseFile(ImportWriterContext& context, std::string_view pa
                                const RecordArray<ExerciseRecord>& records);
 WriterResult WriteLabFile(ImportWriterContext& context, std::string_view path,
                           const ImportHeader& header, const RecordArray<LabRecord>& records);
+
+// The section that the writer of `category` writes ("GLUCOSE", ... "LAB").
+std::string_view SectionName(RecordCategory category);
 
 // The finished data line of one record (date, time, the fields, every
 // trailing "|" removed), as the writers store it under the record's key.

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "common/conversions.h"
-#include "common/files.h"
 #include "common/settings_store.h"
 #include "common/text_encoding.h"
 #include "common/text_helpers.h"
@@ -76,6 +75,8 @@ std::optional<std::string_view> SectionNameOf(std::string_view line) {
 }
 
 }  // namespace
+
+ProfileEditor::ProfileEditor(FileStore* files) : files_(files != nullptr ? files : &Disk()) {}
 
 // ---- The buffer ------------------------------------------------------------
 
@@ -201,7 +202,7 @@ std::vector<std::string> ProfileEditor::Lines() const {
 bool ProfileEditor::LoadProfileFile(std::string_view path) {
   Reset();
   const std::filesystem::path file = ResolveDataPath(path);
-  std::optional<std::string> bytes = ReadWholeFile(file);
+  std::optional<std::string> bytes = files_->Read(file);
   if (!bytes) {
     saved_.valid = false;
     return false;
@@ -309,8 +310,12 @@ bool ProfileEditor::SaveProfileFile(std::string_view path) {
     // Remembered only when reading the bytes back gives this very text.
     if (Windows1252ToUtf8(bytes) != text) splits_as_written = false;
   }
-  const bool ok = ReplaceFileAtomically(file, bytes.empty() ? text : bytes, sync_to_disk_);
-  if (!ok) ++failed_saves_;
+  std::string why;
+  const bool ok = files_->Replace(file, bytes.empty() ? text : bytes, &why);
+  if (!ok) {
+    ++failed_saves_;
+    last_save_failure_ = file.string() + ": " + why;
+  }
   ClearProfileBuffer();
 
   saved_.valid = ok && splits_as_written;
@@ -383,7 +388,11 @@ int16_t ProfileEditor::WriteProfileEntry(std::string_view section, std::string_v
                                          std::string_view value, std::string_view path,
                                          int16_t keep_in_memory) {
   if (UseProfileApi != 0) {
-    if (!WritePrivateProfileEntry(section, key, value, path)) ++failed_saves_;
+    std::string why;
+    if (!WritePrivateProfileEntry(section, key, value, path, *files_, &why)) {
+      ++failed_saves_;
+      last_save_failure_ = std::string(path) + ": " + why;
+    }
     return 0;
   }
   // Only a bad section together with a good key is refused; a bad key lets
@@ -475,10 +484,11 @@ void ProfileEditor::WriteInSection(int32_t section_line, std::string_view key,
 // ---- The platform's profile storage ------------------------------------------
 
 bool WritePrivateProfileEntry(std::string_view section, std::string_view key,
-                              std::string_view value, std::string_view path) {
+                              std::string_view value, std::string_view path, FileStore& files,
+                              std::string* why) {
   const std::filesystem::path file = ResolveDataPathForWriting(path);
   std::vector<std::string> lines;
-  if (std::optional<std::string> bytes = ReadWholeFile(file)) {
+  if (std::optional<std::string> bytes = files.Read(file)) {
     SplitLines(Windows1252ToUtf8(*bytes),
                [&lines](std::string_view line) { lines.emplace_back(line); });
   }
@@ -517,7 +527,7 @@ bool WritePrivateProfileEntry(std::string_view section, std::string_view key,
   }
   std::string text;
   for (const std::string& line : lines) text.append(line).append("\r\n");
-  return ReplaceFileAtomically(file, Utf8ToWindows1252(text));
+  return files.Replace(file, Utf8ToWindows1252(text), why);
 }
 
 std::string DecimalText(double value, std::string_view pattern) {

@@ -22,8 +22,17 @@
 
 namespace mi {
 
+class FileStore;
+
 class ProfileEditor {
  public:
+  // Files are read and saved through `files`; the disk when null.
+  explicit ProfileEditor(FileStore* files = nullptr);
+
+  // Where files are read and saved from now on (a writer call's transaction).
+  void SetFileStore(FileStore& files) { files_ = &files; }
+  FileStore& file_store() const { return *files_; }
+
   // -1: entries go through WritePrivateProfileEntry (the platform's
   // profile-file storage) instead of the buffer. Nothing in the module sets
   // it; it stays 0.
@@ -83,11 +92,10 @@ class ProfileEditor {
   std::string Line(int32_t position) const;  // "" outside the buffer
   std::vector<std::string> Lines() const;
 
-  // Saves that failed since this editor was made (they are otherwise silent).
+  // Saves that failed since this editor was made (they are otherwise
+  // silent), and why the last one failed.
   int32_t FailedSaves() const { return failed_saves_; }
-
-  // Forces each saved file to the disk before it replaces the old one.
-  void SetSyncToDisk(bool sync) { sync_to_disk_ = sync; }
+  const std::string& LastSaveFailure() const { return last_save_failure_; }
 
  private:
   // The lines live as views into `loaded_` (the file as read) and `stored_`
@@ -154,8 +162,9 @@ class ProfileEditor {
   std::vector<std::string_view> head_;
   std::deque<std::string_view> tail_;
   SectionIndex index_;
+  FileStore* files_;
   int32_t failed_saves_ = 0;
-  bool sync_to_disk_ = false;
+  std::string last_save_failure_;
 };
 
 // The platform's own profile-file writing, used when UseProfileApi is set: the
@@ -163,9 +172,10 @@ class ProfileEditor {
 // regard to case, blanks around them ignored) or added after the last entry
 // of its section, or the section is added at the end of the file after a
 // blank line; the file is written back in Windows-1252 with CR LF. False when
-// the file could not be written.
+// the file could not be written (`why` then says why).
 bool WritePrivateProfileEntry(std::string_view section, std::string_view key,
-                              std::string_view value, std::string_view path);
+                              std::string_view value, std::string_view path, FileStore& files,
+                              std::string* why = nullptr);
 
 // `value` formatted with a pattern of the "0" / "0.0" kind (halves away from
 // zero), then every "." replaced by ",": the import files always carry a

@@ -30,15 +30,47 @@ int16_t MeterType(MeterConnection& connection) {
   return static_cast<int16_t>(connection.CurrentMeterModel());
 }
 
-// Runs a decoding routine; a run-time error ends it and gives `stopped()`.
+// Where a routine stands in its raw entries, so that an error can say how
+// many it left undecoded.
+struct Position {
+  int32_t read = 0;  // raw entries the routine read
+  int32_t at = 0;    // raw entries it had decoded when it stopped
+};
+
+// Runs a decoding routine; a run-time error ends it, is noted as a loss with
+// the entries left undecoded, and gives `stopped()`.
 template <typename Body, typename Stopped>
-int32_t Guarded(std::string* error, Body body, Stopped stopped) {
+int32_t Guarded(MeterConnection& connection, DecodeStats* stats, Position& position, Body body,
+                Stopped stopped) {
   try {
     return body();
   } catch (const MeterRunTimeError& e) {
-    if (error) *error = e.what();
+    if (stats != nullptr) {
+      std::string loss = e.what();
+      // A read that broke off while fetching its records (method 36) leaves
+      // every entry of the set undecoded; the control has told their number.
+      const int32_t read = position.read > 0 ? position.read : connection.cached_count();
+      if (read > position.at) {
+        loss += " (" + std::to_string(read - position.at) + " of " + std::to_string(read) +
+                " raw entries not decoded)";
+      }
+      stats->losses.push_back(std::move(loss));
+    }
     return stopped();
   }
+}
+
+// Reads the raw records of `kind` for a routine: the count is noted, and a
+// read that failed is a loss (not an empty meter).
+int16_t ReadEntries(MeterConnection& connection, int16_t kind, std::vector<RawMeterRecord>& raw,
+                    DecodeStats* stats, Position& position) {
+  const int16_t read = connection.ReadRawRecords(kind, raw);
+  position.read = read > 0 ? read : 0;
+  if (stats != nullptr) {
+    stats->raw_entries += position.read;
+    if (!connection.read_failure().empty()) stats->losses.push_back(connection.read_failure());
+  }
+  return read;
 }
 
 // The upper bound of an array that grows by appending: its spare last
@@ -50,23 +82,26 @@ size_t UpperBound(size_t size) {
 // One record per entry of the meter's memory that `qualifies`, in meter
 // order: counts them, sizes the array to the count plus the spare element,
 // fills each with its date, time, event and meter type and whatever `fill`
-// sets, and returns the count.
+// sets, and returns the count. Entries that do not qualify are noted under
+// `left_out` unless it is empty (an entry without an intake is no loss).
 template <typename Record, typename Qualifies, typename Fill>
 int32_t DecodeEachEntry(MeterConnection& connection, const EventMaps& events,
-                        std::vector<Record>& records, std::string* error, Qualifies qualifies,
-                        Fill fill) {
+                        std::vector<Record>& records, DecodeStats* stats, std::string_view left_out,
+                        Qualifies qualifies, Fill fill) {
   int32_t filled = 0;
-  return Guarded(
-      error,
+  Position position;
+  const int32_t count = Guarded(
+      connection, stats, position,
       [&]() -> int32_t {
         std::vector<RawMeterRecord> raw;
-        const int16_t read = connection.ReadRawRecords(kMeterEntryKind, raw);
+        const int16_t read = ReadEntries(connection, kMeterEntryKind, raw, stats, position);
         int32_t count = 0;
         for (int32_t i = 0; i < read; ++i) count += qualifies(raw[i]);
+        if (stats != nullptr && !left_out.empty()) stats->Note(left_out, read - count);
         if (count == 0) return 0;
         records.assign(static_cast<size_t>(count) + 1, Record{});
-        for (int32_t i = 0; i < read; ++i) {
-          const RawMeterRecord& entry = raw[i];
+        for (; position.at < read; ++position.at) {
+          const RawMeterRecord& entry = raw[position.at];
           if (!qualifies(entry)) continue;
           Record record;
           SetDateAndTime(record, entry);
@@ -78,9 +113,22 @@ int32_t DecodeEachEntry(MeterConnection& connection, const EventMaps& events,
         return count;
       },
       [&] { return filled; });
+  if (stats != nullptr) stats->records += filled;
+  return count;
 }
 
 }  // namespace
+
+void DecodeStats::Note(std::string_view what, int32_t count) {
+  if (count == 0) return;
+  for (Tally& tally : notes) {
+    if (tally.what == what) {
+      tally.count += count;
+      return;
+    }
+  }
+  notes.push_back({std::string(what), count});
+}
 
 int16_t MapEventCode(int32_t code, const EventMaps& events) {
   const int32_t index = std::abs(code);
@@ -127,9 +175,9 @@ void SplitInsulinDose(InsulinRecord& record, double dose, int16_t slot_default,
 }
 
 int32_t DecodeGlucose(MeterConnection& connection, const EventMaps& events,
-                      std::vector<GlucoseRecord>& records, std::string* error) {
+                      std::vector<GlucoseRecord>& records, DecodeStats* stats) {
   return DecodeEachEntry(
-      connection, events, records, error,
+      connection, events, records, stats, "left out: no glucose reading (status 3)",
       [](const RawMeterRecord& entry) { return entry.GlucoseStatus() != 3; },
       [](const RawMeterRecord& entry, GlucoseRecord& record) {
         record.bg = Checked16(RoundToInt16(entry.Glucose()), "glucose value");
@@ -140,24 +188,32 @@ int32_t DecodeGlucose(MeterConnection& connection, const EventMaps& events,
 int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
                       const InsulinSlotDefaults& slot_defaults,
                       const InsulinDescriptions& descriptions, std::vector<InsulinRecord>& records,
-                      std::string* error) {
+                      DecodeStats* stats) {
   int32_t filled = 0;
-  return Guarded(
-      error,
+  Position position;
+  const int32_t result = Guarded(
+      connection, stats, position,
       [&]() -> int32_t {
         std::vector<RawMeterRecord> raw;
-        const int16_t read = connection.ReadRawRecords(kMeterEntryKind, raw);
+        const int16_t read = ReadEntries(connection, kMeterEntryKind, raw, stats, position);
         // Counted over the doses that are not 0 but filled only for those
         // above 0: a negative dose leaves an empty element at the end. The
         // writers rely on the count, so this stays as it is.
         int32_t count = 0;
+        int32_t filled_doses = 0;
         for (int32_t i = 0; i < read; ++i) {
-          for (int slot = 0; slot < 4; ++slot) count += raw[i].Insulin(slot) != 0;
+          for (int slot = 0; slot < 4; ++slot) {
+            count += raw[i].Insulin(slot) != 0;
+            filled_doses += raw[i].Insulin(slot) > 0;
+          }
+        }
+        if (stats != nullptr) {
+          stats->Note("left out: dose below 0 or not a number", count - filled_doses);
         }
         if (count == 0) return 0;
         records.assign(static_cast<size_t>(count) + 1, InsulinRecord{});
-        for (int32_t i = 0; i < read; ++i) {
-          const RawMeterRecord& entry = raw[i];
+        for (; position.at < read; ++position.at) {
+          const RawMeterRecord& entry = raw[position.at];
           for (int slot = 0; slot < 4; ++slot) {
             const float dose = entry.Insulin(slot);
             if (!(dose > 0)) continue;
@@ -172,24 +228,37 @@ int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
         return count;
       },
       [&] { return filled; });
+  if (stats != nullptr) stats->records += filled;
+  return result;
 }
 
 int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions& descriptions,
-                          std::vector<InsulinRecord>& records, std::string* error) {
+                          std::vector<InsulinRecord>& records, DecodeStats* stats) {
   // The array grows before it is filled, so whether the routine ends early or
   // not, its count is the array's size less the spare element.
   auto count_now = [&] { return static_cast<int32_t>(UpperBound(records.size())); };
-  return Guarded(
-      error,
+  int32_t filled = 0;
+  Position position;
+  const int32_t result = Guarded(
+      connection, stats, position,
       [&]() -> int32_t {
         std::vector<PumpEntry> entries;
         const int16_t read = connection.ReadPumpRecords(entries);
+        position.read = read > 0 ? read : 0;
+        if (stats != nullptr) {
+          stats->raw_entries += position.read;
+          if (!connection.read_failure().empty())
+            stats->losses.push_back(connection.read_failure());
+        }
         if (read <= 0) return count_now();
         size_t next = UpperBound(records.size());
         records.resize(next + static_cast<size_t>(read) + 1);
-        for (int32_t i = 1; i <= read; ++i) {
-          const PumpEntry& entry = entries[static_cast<size_t>(i)];
-          if (!(entry.amount > 0)) continue;
+        for (; position.at < read; ++position.at) {
+          const PumpEntry& entry = entries[static_cast<size_t>(position.at + 1)];
+          if (!(entry.amount > 0)) {
+            if (stats != nullptr) stats->Note("left out: pump bolus not above 0", 1);
+            continue;
+          }
           InsulinRecord record;
           record.date = entry.date;
           record.time = entry.time;
@@ -202,10 +271,13 @@ int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions
           record.event = 0;
           record.meter_type = MeterType(connection);
           records[next++] = std::move(record);
+          ++filled;
         }
         return count_now();
       },
       count_now);
+  if (stats != nullptr) stats->records += filled;
+  return result;
 }
 
 namespace {
@@ -223,9 +295,9 @@ float Grams(int16_t carbs, int16_t factor) {
 }  // namespace
 
 int32_t DecodeIntakes(MeterConnection& connection, const EventMaps& events, int16_t mode,
-                      int16_t bu_factor, std::vector<IntakeRecord>& records, std::string* error) {
+                      int16_t bu_factor, std::vector<IntakeRecord>& records, DecodeStats* stats) {
   return DecodeEachEntry(
-      connection, events, records, error,
+      connection, events, records, stats, "",
       [](const RawMeterRecord& entry) { return entry.Carbs() > 0; },
       [&](const RawMeterRecord& entry, IntakeRecord& record) {
         const int16_t carbs = entry.Carbs();
@@ -242,14 +314,17 @@ int32_t DecodeIntakes(MeterConnection& connection, const EventMaps& events, int1
         } else {
           record.bu = 0;
           record.carbo = 0;
+          if (stats != nullptr) {
+            stats->Note("written without an amount: unit neither grams nor bread units", 1);
+          }
         }
       });
 }
 
 int32_t DecodeExercise(MeterConnection& connection, const EventMaps& events,
-                       std::vector<ExerciseRecord>& records, std::string* error) {
+                       std::vector<ExerciseRecord>& records, DecodeStats* stats) {
   return DecodeEachEntry(
-      connection, events, records, error,
+      connection, events, records, stats, "",
       [](const RawMeterRecord& entry) { return entry.Exercise() != 0; },
       [](const RawMeterRecord& entry, ExerciseRecord& record) {
         record.minutes = entry.Minutes();
@@ -277,44 +352,46 @@ constexpr WholeLabField kWholeLabFields[] = {
     {18, &LabRecord::albu, "albumin"},
 };
 
-// The ketone field of a record from a level number (1 negative ... 5 large):
-// false when the entry is to be dropped.
-bool SetKetones(LabRecord& record, float level, const KetoneDefaults& defaults) {
-  if (level <= 0) return false;
+// The ketone field of a record from a level number (1 negative ... 5 large).
+// Gives why the entry is to be dropped, or nothing when it is kept.
+const char* SetKetones(LabRecord& record, float level, const KetoneDefaults& defaults) {
+  if (level <= 0) return "left out: ketone level not above 0";
   const auto index = RoundToInt16(static_cast<double>(level) - 1.0);
   if (!index || *index < 0 || static_cast<size_t>(*index) >= defaults.size()) {
     throw DecodeRangeError("ketone level out of range");
   }
   const float value = defaults[static_cast<size_t>(*index)];
-  if (value < 0) return false;
+  if (value < 0) return "left out: ketone class without a value (default below 0)";
   record.ket = value;
-  return true;
+  return nullptr;
 }
 
 }  // namespace
 
 int32_t DecodeLaboratory(MeterConnection& connection, int16_t kind,
                          const KetoneDefaults& ketone_defaults, std::vector<LabRecord>& records,
-                         std::string* error) {
+                         DecodeStats* stats) {
   int32_t filled = 0;
-  return Guarded(
-      error,
+  Position position;
+  const int32_t result = Guarded(
+      connection, stats, position,
       [&]() -> int32_t {
         std::vector<RawMeterRecord> raw;
-        const int16_t read = connection.ReadRawRecords(kind, raw);
+        const int16_t read = ReadEntries(connection, kind, raw, stats, position);
         if (read < 1) return 0;
         size_t next = UpperBound(records.size());
         records.resize(next + static_cast<size_t>(read) + 1);
-        for (int32_t i = 0; i < read; ++i) {
-          const RawMeterRecord& entry = raw[i];
+        for (; position.at < read; ++position.at) {
+          const RawMeterRecord& entry = raw[position.at];
           const float value = entry.Glucose();
           LabRecord record;
           SetDateAndTime(record, entry);
           record.meter_type = MeterType(connection);
           switch (kind) {
             case kKetones:
-              if (!SetKetones(record, value, ketone_defaults)) {
+              if (const char* dropped = SetKetones(record, value, ketone_defaults)) {
                 records.pop_back();  // the entry is dropped: the array shrinks back by one
+                if (stats != nullptr) stats->Note(dropped, 1);
                 continue;
               }
               break;
@@ -338,6 +415,8 @@ int32_t DecodeLaboratory(MeterConnection& connection, int16_t kind,
         return read;
       },
       [&] { return filled; });
+  if (stats != nullptr) stats->records += filled;
+  return result;
 }
 
 }  // namespace mi

@@ -12,12 +12,16 @@
 // factor of 0 to divide by, a ketone level out of range) ends the routine at the failing record:
 // the array keeps its size and the records filled before; the failing record and those after it
 // stay empty. The routine then returns the number of elements it filled before the failing record
-// (for the laboratory: of this kind; the pump append: see there) and, when `error` is given, puts
-// the error's text there. Without an error, `error` is untouched.
+// (for the laboratory: of this kind; the pump append: see there).
+//
+// Every routine adds what it did to `stats` when given: the raw entries it
+// read, the records it filled, the entries it left out on purpose and why,
+// and each loss (a failed read of a record set, an error that ended it).
 
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "meter/code_tables.h"
@@ -30,6 +34,31 @@ namespace mi {
 // The record kind of the meter's own entries (glucose, insulin, intakes,
 // exercise); laboratory kinds are 2 and up.
 inline constexpr int16_t kMeterEntryKind = 1;
+
+// A number of entries and what happened to them.
+struct Tally {
+  std::string what;
+  int32_t count = 0;
+};
+
+// What decoding did with the meter's entries, gathered for the import's
+// report. The routines add to it, so that one set of statistics can cover a
+// whole category (the insulin doses and the pump boluses; every laboratory
+// kind).
+struct DecodeStats {
+  int32_t raw_entries = 0;  // raw entries read from the control
+  int32_t records = 0;      // records filled
+  // Entries left out on purpose (a reading with status 3, a dose not above
+  // 0, a ketone class without a value) and entries written without a value.
+  // These are the decoding's rules, not losses.
+  std::vector<Tally> notes;
+  // Losses: a failed read of a record set, and each run-time error that
+  // ended a routine early, with the raw entries it left undecoded.
+  std::vector<std::string> losses;
+
+  // Adds `count` to the tally of `what` (nothing for 0).
+  void Note(std::string_view what, int32_t count);
+};
 
 // How raw event codes become the host's events: codes of 0 and more through
 // the user's mapping ("Event1" to "Event33", index 0 unused), negative codes
@@ -63,7 +92,7 @@ void SplitInsulinDose(InsulinRecord& record, double dose, int16_t slot_default,
                       const InsulinDescriptions& descriptions);
 
 int32_t DecodeGlucose(MeterConnection& connection, const EventMaps& events,
-                      std::vector<GlucoseRecord>& records, std::string* error = nullptr);
+                      std::vector<GlucoseRecord>& records, DecodeStats* stats = nullptr);
 
 // The meter's insulin doses, one record per slot with a dose above 0. The
 // count is taken over the doses that are not 0, so a negative dose counts but
@@ -71,7 +100,7 @@ int32_t DecodeGlucose(MeterConnection& connection, const EventMaps& events,
 int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
                       const InsulinSlotDefaults& slot_defaults,
                       const InsulinDescriptions& descriptions, std::vector<InsulinRecord>& records,
-                      std::string* error = nullptr);
+                      DecodeStats* stats = nullptr);
 
 // Appends the second record set (pump boluses) to the insulin array: the
 // array grows by the set's size, writing starts at its spare last element
@@ -80,22 +109,22 @@ int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
 // spare element; 0 for an array still never sized), also when a run-time
 // error ends it early, since the array has grown before it is filled.
 int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions& descriptions,
-                          std::vector<InsulinRecord>& records, std::string* error = nullptr);
+                          std::vector<InsulinRecord>& records, DecodeStats* stats = nullptr);
 
 // Intakes: one record per entry with a carbohydrate amount above 0. `mode`
 // is the profile's counting mode, `bu_factor` its grams per bread unit.
 int32_t DecodeIntakes(MeterConnection& connection, const EventMaps& events, int16_t mode,
                       int16_t bu_factor, std::vector<IntakeRecord>& records,
-                      std::string* error = nullptr);
+                      DecodeStats* stats = nullptr);
 
 int32_t DecodeExercise(MeterConnection& connection, const EventMaps& events,
-                       std::vector<ExerciseRecord>& records, std::string* error = nullptr);
+                       std::vector<ExerciseRecord>& records, DecodeStats* stats = nullptr);
 
 // The raw records of laboratory kind `kind`, appended to `records` from its
 // spare last element on (index 0 for an array that was never sized). Returns
 // the number of raw records read; 0 leaves the array as it is.
 int32_t DecodeLaboratory(MeterConnection& connection, int16_t kind,
                          const KetoneDefaults& ketone_defaults, std::vector<LabRecord>& records,
-                         std::string* error = nullptr);
+                         DecodeStats* stats = nullptr);
 
 }  // namespace mi

@@ -39,11 +39,16 @@ std::string_view MeterMethodName(int method) {
   }
 }
 
+std::string MeterConnection::FailureOf(int method) const {
+  std::string text = std::string(kMeterControlInterface) + " method " + std::to_string(method) +
+                     " (" + std::string(MeterMethodName(method)) + ") failed";
+  const std::string own = control_.FailureText();
+  if (!own.empty()) text += ": " + own;
+  return text;
+}
+
 void MeterConnection::Check(int method) const {
-  if (error_ == 0) return;
-  throw MeterControlError(method, std::string(kMeterControlInterface) + " method " +
-                                      std::to_string(method) + " (" +
-                                      std::string(MeterMethodName(method)) + ") failed");
+  if (error_ != 0) throw MeterControlError(method, FailureOf(method));
 }
 
 std::string MeterConnection::FindDriverKey(std::string_view display_name) {
@@ -143,12 +148,16 @@ void MeterConnection::ReadMeterInfo(MeterInfo& info) {
 
 int16_t MeterConnection::ReadRawRecords(int16_t kind, std::vector<RawMeterRecord>& records) {
   int16_t count = 0;
+  read_failure_.clear();
   if (kind != cached_kind_) {
     count = kReadCountPreset;
     int32_t position = -1;
     error_ = 0;
     control_.ReadData(kind, count, position, 1, progress_window_, 1, error_);
-    if (error_ != 0) return 0;
+    if (error_ != 0) {
+      read_failure_ = FailureOf(kMethodReadData) + " (record kind " + std::to_string(kind) + ")";
+      return 0;
+    }
     cached_count_ = count;
     cached_kind_ = kind;
   } else {
@@ -167,9 +176,14 @@ int16_t MeterConnection::ReadRawRecords(int16_t kind, std::vector<RawMeterRecord
 
 int16_t MeterConnection::ReadPumpRecords(std::vector<PumpEntry>& entries) {
   int16_t count = 0;
+  read_failure_.clear();
   error_ = 0;
   control_.ReadSecondSet(count, progress_window_, error_);
-  if (error_ != 0 || count <= 0) return 0;
+  if (error_ != 0) {
+    read_failure_ = FailureOf(kMethodReadSecondSet);
+    return 0;
+  }
+  if (count <= 0) return 0;
   entries.assign(static_cast<size_t>(count) + 1, PumpEntry{});
   for (int32_t i = 1; i <= count; ++i) {
     RawPumpRecord raw;

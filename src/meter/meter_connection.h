@@ -75,6 +75,12 @@ class MeterConnection {
   // empty); 0 when the read fails or the set is empty. Not cached.
   int16_t ReadPumpRecords(std::vector<PumpEntry>& entries);
 
+  // Why the last ReadRawRecords or ReadPumpRecords found nothing because the
+  // control's read (method 35 or 40) failed; empty when that read worked. A
+  // failed read gives 0 records just like an empty meter; this tells them
+  // apart, so that a loss is never taken for an empty memory.
+  const std::string& read_failure() const { return read_failure_; }
+
   // The host meter type of the connected meter, fetching the model code from
   // the control when it is not known yet.
   int32_t CurrentMeterModel();
@@ -91,6 +97,8 @@ class MeterConnection {
  private:
   // Raises MeterControlError for `method` when the error flag is set.
   void Check(int method) const;
+  // "{interface} method N (name) failed", with the control's own words.
+  std::string FailureOf(int method) const;
 
   MeterControl& control_;
   int32_t error_ = 0;
@@ -100,6 +108,7 @@ class MeterConnection {
   int32_t cached_kind_ = 0;
   int16_t cached_count_ = 0;
   std::string model_code_;
+  std::string read_failure_;
 };
 
 }  // namespace mi

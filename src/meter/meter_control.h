@@ -66,6 +66,10 @@ class MeterControl {
   virtual void ReadSecondSet(int16_t& count, int32_t progress_window, int32_t& error) = 0;
   // 41: record `index` (1-based) of the second set.
   virtual void GetSecondSetRecord(int32_t index, RawPumpRecord& record, int32_t& error) = 0;
+
+  // What went wrong in the last call that failed, in the control's own words
+  // when it has any; empty when nothing has failed or the control cannot say.
+  virtual std::string FailureText() const { return {}; }
 };
 
 }  // namespace mi

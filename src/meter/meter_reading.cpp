@@ -18,10 +18,9 @@ void Attempt(ReadingResult& result, Step&& step) {
   }
 }
 
-// A decoder reports an error that ended it early through its text.
-void NoteDecoderError(ReadingResult& result, std::string& error) {
-  if (!error.empty()) result.errors.push_back(std::move(error));
-  error.clear();
+// The statistics of a category, started when it is decoded.
+DecodeStats& Category(ReadingResult& result, RecordCategory category) {
+  return result.categories[Slot(category)].emplace();
 }
 
 }  // namespace
@@ -55,33 +54,32 @@ ReadingResult ReadMeter(MeterConnection& connection, const MeterProfile& profile
   events.table.Fill(profile.events);
 
   DecodedRecords& records = result.records;
-  std::string error;
   if (profile.available[kCategoryGlucose]) {
-    DecodeGlucose(connection, events, records.glucose, &error);
-    NoteDecoderError(result, error);
+    DecodeGlucose(connection, events, records.glucose, &Category(result, RecordCategory::kGlucose));
   }
+  // The pump boluses join the insulin doses in one category.
+  DecodeStats* insulin = nullptr;
   if (profile.available[kCategoryInsulin]) {
+    insulin = &Category(result, RecordCategory::kInsulin);
     DecodeInsulin(connection, events, profile.defaultTypeInsulin, profile.descInsulin,
-                  records.insulin, &error);
-    NoteDecoderError(result, error);
+                  records.insulin, insulin);
   }
   if (profile.available[kCategoryPump]) {
-    AppendPumpRecords(connection, profile.descInsulin, records.insulin, &error);
-    NoteDecoderError(result, error);
+    if (insulin == nullptr) insulin = &Category(result, RecordCategory::kInsulin);
+    AppendPumpRecords(connection, profile.descInsulin, records.insulin, insulin);
   }
   if (profile.available[kCategoryIntakes]) {
     DecodeIntakes(connection, events, profile.buConversionFactor, profile.buFactor, records.intakes,
-                  &error);
-    NoteDecoderError(result, error);
+                  &Category(result, RecordCategory::kIntakes));
   }
   if (profile.available[kCategoryExercise]) {
-    DecodeExercise(connection, events, records.exercise, &error);
-    NoteDecoderError(result, error);
+    DecodeExercise(connection, events, records.exercise,
+                   &Category(result, RecordCategory::kExercise));
   }
   if (profile.available[kCategoryLaboratory]) {
+    DecodeStats& lab = Category(result, RecordCategory::kLab);
     for (const int16_t kind : request.laboratory_kinds) {
-      DecodeLaboratory(connection, kind, profile.ketoneDefaults, records.lab, &error);
-      NoteDecoderError(result, error);
+      DecodeLaboratory(connection, kind, profile.ketoneDefaults, records.lab, &lab);
     }
   }
 

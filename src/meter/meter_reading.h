@@ -7,10 +7,13 @@
 // two ways it can fail ("NOT INSTALLED", no connection) come back to the
 // caller, which shows them as it must.
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "meter/decoders.h"
 #include "meter/meter_connection.h"
 #include "meter/raw_records.h"
 #include "meter/records.h"
@@ -36,8 +39,12 @@ struct ReadingResult {
   ReadingOutcome outcome = ReadingOutcome::kNoConnection;
   MeterInfo info;
   DecodedRecords records;
-  // Run-time errors that ended a step early (a failing control call, a bad
-  // date, a value out of range); the reading went on after each.
+  // What decoding did in each category that the profile enables (by
+  // RecordCategory; the insulin doses and the pump boluses together, every
+  // laboratory kind together); nullopt for a category that is switched off.
+  std::array<std::optional<DecodeStats>, kRecordCategoryCount> categories;
+  // Run-time errors outside the categories (opening, the identification,
+  // closing); the reading went on after each.
   std::vector<std::string> errors;
 };
 

@@ -88,7 +88,7 @@ class PluginMeterControl : public MeterControl {
   PluginMeterControl(const PluginMeterControl&) = delete;
   PluginMeterControl& operator=(const PluginMeterControl&) = delete;
 
-  const std::string& last_failure() const { return last_failure_; }
+  std::string FailureText() const override { return last_failure_; }
 
   void DriverCount(int16_t& count, int32_t& error) override {
     int16_t out = 0;
@@ -174,13 +174,27 @@ class PluginMeterControl : public MeterControl {
     if (method != nullptr) status = method(instance_, args..., &flag);
     if (status != METERCTL_OK && flag == 0) flag = status;
     error = flag;
-    if (flag != 0) {
-      last_failure_ = std::string(kMeterControlInterface) + " method " +
-                      std::to_string(method_number) + " failed: " +
-                      (method == nullptr ? std::string("not provided by the control")
-                                         : "status " + std::to_string(status) + ", error " +
-                                               std::to_string(flag));
+    if (flag == 0) return;
+    if (method == nullptr) {
+      last_failure_ = "method " + std::to_string(method_number) + " is not provided by the control";
+      return;
     }
+    // The control's own words when it has any, and the numbers it returned.
+    std::string own = ControlErrorText();
+    last_failure_ = (own.empty() ? std::string() : own + " ") + "(status " +
+                    std::to_string(status) + ", error " + std::to_string(flag) + ")";
+  }
+
+  // The control's text for its last failure, when its table has error_text.
+  std::string ControlErrorText() const {
+    constexpr size_t kEnd =
+        offsetof(meterctl_interface, error_text) + sizeof(meterctl_interface::error_text);
+    if (table_->struct_size < kEnd || table_->error_text == nullptr) return {};
+    TextBuffer buffer;
+    if (table_->error_text(instance_, buffer.data(), TextBuffer::capacity()) != METERCTL_OK) {
+      return {};
+    }
+    return buffer.text();
   }
 
   LibraryHandle library_;
@@ -261,16 +275,6 @@ std::unique_ptr<MeterControl> CreateMeterControl(SettingsStore& settings, std::s
     }
   }
   return LoadMeterControlLibrary(path, values, reason);
-}
-
-std::string MeterControlFailureText(const MeterControl& control) {
-  if (auto* plugin = dynamic_cast<const PluginMeterControl*>(&control)) {
-    return plugin->last_failure();
-  }
-  if (auto* unavailable = dynamic_cast<const UnavailableMeterControl*>(&control)) {
-    return unavailable->reason();
-  }
-  return {};
 }
 
 }  // namespace mi

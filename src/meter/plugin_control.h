@@ -36,6 +36,7 @@ class UnavailableMeterControl : public MeterControl {
   void GetDataRecord(int32_t, RawMeterRecord&, int32_t& error) override { error = 1; }
   void ReadSecondSet(int16_t&, int32_t, int32_t& error) override { error = 1; }
   void GetSecondSetRecord(int32_t, RawPumpRecord&, int32_t& error) override { error = 1; }
+  std::string FailureText() const override { return reason_; }
 
  private:
   std::string reason_;
@@ -57,11 +58,5 @@ struct MeterControlSetting {
 std::unique_ptr<MeterControl> LoadMeterControlLibrary(
     const std::string& library_path, const std::vector<MeterControlSetting>& settings,
     std::string* reason = nullptr);
-
-// The text of the last failing call of a loaded plug-in control, named after
-// the interface and the method ("{C8367F72-...} method 35 failed: status 4"),
-// or the reason of an unavailable control; empty for other controls and when
-// nothing has failed yet.
-std::string MeterControlFailureText(const MeterControl& control);
 
 }  // namespace mi

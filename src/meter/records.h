@@ -98,6 +98,17 @@ struct LabRecord {
   int16_t skip = 0;
 };
 
+// The five categories of records, in the order they are decoded, written and
+// shown.
+enum class RecordCategory : size_t { kGlucose = 0, kInsulin, kIntakes, kExercise, kLab };
+inline constexpr size_t kRecordCategoryCount = 5;
+inline constexpr RecordCategory kRecordCategories[kRecordCategoryCount] = {
+    RecordCategory::kGlucose, RecordCategory::kInsulin, RecordCategory::kIntakes,
+    RecordCategory::kExercise, RecordCategory::kLab};
+constexpr size_t Slot(RecordCategory category) {
+  return static_cast<size_t>(category);
+}
+
 // A category's result: the records in meter order and the count that the
 // decoder returned. The array is sized one beyond the count (the last element
 // stays empty); an array that was never sized is empty.

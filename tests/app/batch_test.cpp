@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "meter/plugin_control.h"
+#include "support/memory_file_store.h"
 #include "support/test_hives.h"
 
 namespace mi {
@@ -75,7 +76,7 @@ class BatchTest : public ::testing::Test {
   test::TestHives hives;
   fs::path import_dir = hives.dir / "import";
   FixedWallClock clock{*DateFromParts(2026, 3, 20) + TimeFromParts(9, 30, 5)};
-  BatchEnvironment environment;
+  ImportEnvironment environment;
   std::ostringstream out;
   std::ostringstream err;
 };
@@ -142,6 +143,74 @@ TEST_F(BatchTest, APortThatCannotBeOpenedIsReportedAndStored) {
   EXPECT_EQ(
       hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM", ""),
       "2");
+}
+
+// A failing read of the meter's entries or of the pump boluses looks like an
+// empty meter to the decoding; the batch says what was lost and exits 7.
+TEST_F(BatchTest, AFailedReadIsReportedAndEndsWithStatus7) {
+  RegisterSimulator(SampleWith(R"(["read:1", "pump"])"));
+  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchLoss);
+  const std::string failure =
+      "method 35 (read data) failed: simulated failure: the meter memory lists \"read:1\" under "
+      "\"fail\" (status 1, error 1) (record kind 1)";
+  for (const char* category : {"GLUCOSE", "INSULIN", "INTAKES", "EXERCISE"}) {
+    EXPECT_NE(err.str().find("meterimport-batch: " + std::string(category) + " lost: {C8367F72-" +
+                             "6040-11D3-8A53-00C04FC8C0E2} " + failure),
+              std::string::npos)
+        << category << "\n"
+        << err.str();
+  }
+  EXPECT_NE(err.str().find("INSULIN lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 40 (read "
+                           "second set) failed: simulated failure"),
+            std::string::npos);
+  // The laboratory kinds were read all the same and written.
+  EXPECT_NE(out.str().find("LAB\t18\t"), std::string::npos) << out.str();
+  EXPECT_EQ(ImportFiles(), 1u);
+}
+
+// A run-time error ends a category early: what was decoded before is
+// written, the rest is named as lost, and the status says so.
+TEST_F(BatchTest, ADecodingErrorEndsItsCategoryAndEndsWithStatus7) {
+  RegisterSimulator(SampleWith(R"(["pumprecord"])"));
+  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchLoss);
+  EXPECT_NE(err.str().find("INSULIN lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 41 (get "
+                           "second-set record) failed"),
+            std::string::npos)
+      << err.str();
+  EXPECT_EQ(ImportFiles(), 5u);
+}
+
+// What the decoding leaves out by its own rules is told, but is no loss.
+TEST_F(BatchTest, TheDecodingsOwnRulesAreReportedButAreNoLoss) {
+  RegisterSimulator(SampleWith("[]"));
+  ASSERT_EQ(Run({"Diary", "17", "1", "13"}), kBatchDone);
+  EXPECT_NE(err.str().find("meterimport-batch: GLUCOSE: 292 raw entries read, 232 records, 232 "
+                           "lines written; left out: no glucose reading (status 3): 60\n"),
+            std::string::npos)
+      << err.str();
+  // The Sensor Complete's readings carry meter type 13: no value in the file.
+  EXPECT_NE(err.str().find("GLUCOSE: 232 lines written without a value (the import format has "
+                           "no value field for meter type 13)"),
+            std::string::npos);
+  EXPECT_EQ(err.str().find(" lost: "), std::string::npos);
+}
+
+// An import file there already that cannot be read is never replaced: the
+// diary's unread entries in it stay, and the loss is told.
+TEST_F(BatchTest, AnUnreadableImportFileStaysAndIsReported) {
+  RegisterSimulator(SampleWith("[]"));
+  hives.SetMachineText(kComplete, "Create_SingleFile", "-1");
+  test::MemoryFileStore files;
+  const fs::path single = import_dir / "IMP_20032026093005.00017";
+  files.unreadable.insert(single);
+  environment.files = &files;
+  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchLoss);
+  EXPECT_TRUE(files.files.empty());  // nothing was written over it
+  EXPECT_NE(err.str().find("GLUCOSE lost: not saved: " + single.string() +
+                           ": the file exists but cannot be read: Permission denied"),
+            std::string::npos)
+      << err.str();
+  EXPECT_NE(err.str().find("LAB lost: not saved: "), std::string::npos);
 }
 
 }  // namespace

@@ -2,24 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "common/text_encoding.h"
-
 namespace mi {
 namespace {
 
 using namespace std::string_literals;
-
-TEST(TextEncoding, KnownBytesAndAnyBytesSurviveUtf16) {
-  for (const std::string& bytes : {"Gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80"s, "\x80\xFF latin \xE9"s,
-                                   "\xED\xA0\x80 surrogate"s, "cut \xE2\x82"s, "n\0ul\0"s}) {
-    EXPECT_EQ(Utf16LeToUtf8(Utf8ToUtf16Le(bytes)), bytes) << bytes;
-  }
-  EXPECT_EQ(Utf8ToUtf16Le("A\xC3\xA9\xF0\x9F\x98\x80"), "A\0\xE9\0\x3D\xD8\x00\xDE"s);
-  EXPECT_EQ(Utf8ToUtf16Le("\xE9"), "\xE9\xDC"s);               // an invalid byte as U+DCE9
-  EXPECT_EQ(FindInvalidUtf8("\xC3\xA9\xF4\x90\x80\x80"), 2u);  // above U+10FFFF
-  EXPECT_EQ(FindInvalidUtf8("x\xED\xB0\x80"), 1u);             // a surrogate
-  EXPECT_EQ(Windows1252ToUtf8("\x80 \xE9 \x9F \x81"), "\xE2\x82\xAC \xC3\xA9 \xC5\xB8 \xC2\x81");
-}
 
 TEST(ParseRegFile, ReportsTheLineOfEachMistake) {
   const std::string r4 = "REGEDIT4\n[HKCU\\A]\n";

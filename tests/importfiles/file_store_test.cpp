@@ -2,11 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstdlib>
+#include <random>
+#include <regex>
+#include <set>
 #include <string>
 
-#include "common/files.h"
-#include "common/text_encoding.h"
+#include "importfiles/import_package.h"
+#include "support/import_golden.h"
+#include "support/memory_file_store.h"
+
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
@@ -16,34 +26,7 @@ namespace {
 using test::ReadFile;
 using test::WriteFile;
 
-TEST(CodePageTest, Windows1252ToUtf8AndBack) {
-  const std::pair<std::string, std::string> cases[] = {
-      {"plain", "plain"},
-      {"\x80\x9f", "€Ÿ"},
-      {"\xdc\xe4\xdf\xff\xa0", "Üäßÿ\u00a0"},
-      {"\x81\x8d\x8f\x90\x9d", "\u0081\u008d\u008f\u0090\u009d"},  // unassigned bytes
-  };
-  for (const auto& [bytes, text] : cases) {
-    EXPECT_EQ(Windows1252ToUtf8(bytes), text);
-    EXPECT_EQ(Utf8ToWindows1252(text), bytes);
-  }
-}
-
-TEST(CodePageTest, WhatWindows1252CannotHoldBecomesAQuestionMark) {
-  const std::pair<std::string, std::string> cases[] = {
-      {"→", "?"},                    // not in the code page
-      {"\u0080", "?"},               // a control with no byte of its own
-      {"😀", "?"},                    // four bytes, one character
-      {"a\xc3", "a?"},               // cut short at the end
-      {"\xc3(", "?("},               // cut short before ASCII: the ASCII survives
-      {"\xc0\xaf", "??"},            // overlong
-      {"\xed\xa0\x80", "???"},       // a surrogate
-      {"\xf5\x80\x80\x80", "????"},  // beyond U+10FFFF
-  };
-  for (const auto& [text, bytes] : cases) EXPECT_EQ(Utf8ToWindows1252(text), bytes) << text;
-}
-
-TEST(FileStoreTest, RelativeNamesLandInTheDataDirectory) {
+TEST(DataDirectoryTest, RelativeNamesLandInTheDataDirectory) {
   const char* home = std::getenv("HOME");
   const auto fallback = std::filesystem::path(home ? home : "/tmp") / ".local/share/meterimport";
   {
@@ -57,34 +40,186 @@ TEST(FileStoreTest, RelativeNamesLandInTheDataDirectory) {
   EXPECT_EQ(DataDirectory(), fallback);
 }
 
-TEST(FileStoreTest, ReplaceIsAllOrNothingAndLeavesNoTemporaryFile) {
-  const test::TempDir dir;
-  const auto count = [&dir] {
-    return std::distance(std::filesystem::directory_iterator(dir.path()), {});
-  };
-  // The temporary file's name would be too long: the old file stays whole.
-  const auto file = dir / std::string(250, 'f');
-  WriteFile(file, "old");
-  EXPECT_FALSE(ReplaceFileAtomically(file, "new"));
-  EXPECT_EQ(ReadFile(file), "old");
-  std::filesystem::rename(file, dir / "f.txt");
-  ASSERT_TRUE(ReplaceFileAtomically(dir / "f.txt", "new content", true));
-  EXPECT_EQ(ReadFile(dir / "f.txt"), "new content");
-  EXPECT_FALSE(ReplaceFileAtomically(dir / "missing/f.txt", "x"));
-  // A folder in the way is found only after the temporary file is written.
-  std::filesystem::create_directory(dir / "folder");
-  WriteFile(dir / "folder/inside", "kept");
-  EXPECT_FALSE(ReplaceFileAtomically(dir / "folder", "x"));
-  EXPECT_EQ(ReadFile(dir / "folder/inside"), "kept");
-  EXPECT_EQ(count(), 2);
+// The names in a folder.
+std::set<std::string> Names(const std::filesystem::path& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    names.insert(entry.path().filename());
+  }
+  return names;
 }
 
-TEST(FileStoreTest, ReadWholeFileOnlyReadsRegularFiles) {
-  const test::TempDir dir;
-  WriteFile(dir / "f.txt", std::string("a\0b", 3));
-  EXPECT_EQ(ReadWholeFile(dir / "f.txt"), std::string("a\0b", 3));
-  EXPECT_EQ(ReadWholeFile(dir / "missing"), std::nullopt);
-  EXPECT_EQ(ReadWholeFile(dir.path()), std::nullopt);
+// Runs `body` in a child process as the user "nobody" and gives its exit
+// status: root reads every file, so a file that cannot be read needs
+// someone else.
+template <typename Body>
+int AsNobody(Body body) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    if (::getuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) ::_exit(99);
+    ::_exit(body());
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 98;
+}
+
+class DiskFileStoreTest : public ::testing::Test {
+ protected:
+  DiskFileStoreTest() { std::filesystem::create_directories(folder); }
+  test::TempDir dir;
+  const test::ScopedEnv data_home{"XDG_DATA_HOME", (dir / "data").c_str()};
+  const std::filesystem::path folder = dir / "import";
+  DiskFileStore disk;
+};
+
+TEST_F(DiskFileStoreTest, CreatesAndReplacesLeavingNothingElseBehind) {
+  const auto file = folder / "IMP_1.00001";
+  bool missing = false;
+  EXPECT_EQ(disk.Read(file, &missing), std::nullopt);
+  EXPECT_TRUE(missing);
+  ASSERT_TRUE(disk.Replace(file, "first"));
+  ASSERT_TRUE(disk.Replace(file, "second, longer"));
+  EXPECT_EQ(disk.Read(file, &missing), "second, longer");
+  EXPECT_FALSE(missing);
+  EXPECT_EQ(Names(folder), std::set<std::string>{"IMP_1.00001"});
+  // The name the replacement came from is gone too.
+  EXPECT_TRUE(Names(dir / "data/meterimport/staging").empty());
+  // A new file gets the permissions of the process's umask, as any new file.
+  struct stat info {};
+  ASSERT_EQ(::stat(file.c_str(), &info), 0);
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  EXPECT_EQ(info.st_mode & 0777, 0666 & ~mask);
+}
+
+TEST_F(DiskFileStoreTest, WhatCannotBeReplacedStaysAsItIs) {
+  std::string why;
+  EXPECT_FALSE(disk.Replace(folder / "missing/f.txt", "x", &why));
+  EXPECT_NE(why.find("cannot open the folder"), std::string::npos) << why;
+
+  std::filesystem::create_directory(folder / "IMP_2.00001");
+  test::WriteFile(folder / "IMP_2.00001/inside", "kept");
+  EXPECT_FALSE(disk.Replace(folder / "IMP_2.00001", "x", &why));
+  EXPECT_EQ(test::ReadFile(folder / "IMP_2.00001/inside"), "kept");
+
+  // A file that exists but cannot be read would lose its content.
+  const auto locked = folder / "IMP_3.00001";
+  test::WriteFile(locked, "[GLUCOSE]\r\n1=unread\r\n");
+  std::filesystem::permissions(locked, std::filesystem::perms::none);
+  std::filesystem::permissions(dir.path(), std::filesystem::perms::all);
+  std::filesystem::permissions(folder, std::filesystem::perms::all);
+  EXPECT_EQ(AsNobody([&] {
+              std::string reason;
+              const bool replaced = DiskFileStore().Replace(locked, "new", &reason);
+              return replaced ? 1 : reason.find("cannot be read") != std::string::npos ? 0 : 2;
+            }),
+            0);
+  std::filesystem::permissions(locked, std::filesystem::perms::owner_read);
+  EXPECT_EQ(test::ReadFile(locked), "[GLUCOSE]\r\n1=unread\r\n");
+  EXPECT_EQ(Names(folder), (std::set<std::string>{"IMP_2.00001", "IMP_3.00001"}));
+}
+
+TEST(FileTransactionTest, SavesReachTheStoreOnceAtTheEnd) {
+  test::MemoryFileStore memory;
+  memory.files["a"] = "old a";
+  FileTransaction transaction(memory);
+  EXPECT_EQ(transaction.Read("a"), "old a");
+  ASSERT_TRUE(transaction.Replace("a", "a1"));
+  ASSERT_TRUE(transaction.Replace("b", "b1"));
+  ASSERT_TRUE(transaction.Replace("a", "a2"));
+  EXPECT_EQ(transaction.Read("a"), "a2");  // the transaction's own state
+  EXPECT_EQ(memory.files["a"], "old a");   // nothing reached the store yet
+  EXPECT_TRUE(transaction.Commit());
+  EXPECT_EQ(memory.files, (std::map<std::filesystem::path, std::string>{{"a", "a2"}, {"b", "b1"}}));
+  EXPECT_EQ(memory.replaced, (std::map<std::filesystem::path, int>{{"a", 1}, {"b", 1}}));
+}
+
+TEST(FileTransactionTest, AFileThatCouldNotBeReadIsNeverSavedAndFailuresAreNamed) {
+  test::MemoryFileStore memory;
+  memory.unreadable.insert("locked");
+  memory.failing.insert("full");
+  FileTransaction transaction(memory);
+  bool missing = true;
+  EXPECT_EQ(transaction.Read("locked", &missing), std::nullopt);
+  EXPECT_FALSE(missing);
+  std::string why;
+  EXPECT_FALSE(transaction.Replace("locked", "x", &why));
+  EXPECT_EQ(why, "the file exists but cannot be read: Permission denied");
+  ASSERT_TRUE(transaction.Replace("full", "x"));
+  ASSERT_TRUE(transaction.Replace("fine", "y"));
+  std::vector<std::string> failures;
+  EXPECT_FALSE(transaction.Commit(&failures));
+  EXPECT_EQ(failures, std::vector<std::string>{"full: refused"});
+  EXPECT_EQ(memory.files.at("fine"), "y");  // the others were still committed
+}
+
+// The sections of an import file, each with its keys and values.
+std::map<std::string, std::map<std::string, std::string>> Sections(const std::string& text) {
+  std::map<std::string, std::map<std::string, std::string>> sections;
+  std::string current;
+  size_t start = 0;
+  while (start < text.size()) {
+    const size_t end = text.find("\r\n", start);
+    const std::string line = text.substr(start, end - start);
+    start = end == std::string::npos ? text.size() : end + 2;
+    if (line.starts_with("[")) {
+      current = line.substr(1, line.size() - 2);
+      sections[current];
+    } else if (const size_t equals = line.find('='); equals != std::string::npos) {
+      sections[current][line.substr(0, equals)] = line.substr(equals + 1);
+    }
+  }
+  return sections;
+}
+
+// Killed at any moment while it writes import files, the module leaves
+// nothing in the import folder but import files with whole sections.
+TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
+  DecodedRecords records;
+  for (int i = 0; i < 400; ++i) {
+    GlucoseRecord glucose;
+    glucose.date = test::Date(2004, 1, 1) + i / 10;
+    glucose.bg = static_cast<int16_t>(80 + i % 120);
+    records.glucose.push_back(glucose);
+    InsulinRecord insulin;
+    insulin.date = glucose.date;
+    insulin.i1 = 1 + i % 7;
+    records.insulin.push_back(insulin);
+  }
+  const std::regex import_name(R"((IMP|BG|INSULIN)_\d{14}\.\d{5})");
+  std::mt19937 random(17);
+  int files_seen = 0;
+  for (int attempt = 0; attempt < 40; ++attempt) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      FixedWallClock clock(test::MomentOfWriting() + attempt);
+      ImportProgress progress;
+      for (int sequence = 0;; ++sequence) {
+        WriteImportPackage(folder.string() + "/", sequence % 3, sequence % 2 == 0, test::Header(),
+                           records, clock, progress, '.');
+      }
+    }
+    ::usleep(std::uniform_int_distribution<useconds_t>(0, 60000)(random));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    for (const std::string& name : Names(folder)) {
+      ASSERT_TRUE(std::regex_match(name, import_name)) << "left in the folder: " << name;
+      ++files_seen;
+      const std::string text = test::ReadFile(folder / name);
+      EXPECT_TRUE(text.ends_with("\r\n\r\n")) << name;
+      for (const auto& [section, keys] : Sections(text)) {
+        int data_lines = 0;
+        for (const auto& entry : keys)
+          data_lines += entry.first.find_first_not_of("0123456789") == std::string::npos &&
+                        entry.first != "0";
+        ASSERT_TRUE(keys.count("Entries") && keys.count("Driver Version") && keys.count("NUMSKIPS"))
+            << name << " [" << section << "] is torn";
+        EXPECT_EQ(keys.at("Entries"), std::to_string(data_lines)) << name << " [" << section << "]";
+      }
+    }
+  }
+  EXPECT_GT(files_seen, 0);
 }
 
 }  // namespace

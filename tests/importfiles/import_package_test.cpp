@@ -93,8 +93,8 @@ TEST_F(ImportPackageTest, EachCategoryWithDataGetsItsOwnFileAndStamp) {
 TEST_F(ImportPackageTest, MissingImportFolderWritesNothingAndDoesNotStop) {
   for (const bool single_file : {false, true}) {
     const ImportPackageResult result = Write(single_file, ImportDir() + "missing/");
-    EXPECT_GT(result.writers[0].failed_saves, 0);
-    EXPECT_GT(result.writers[1].failed_saves, 0);  // the later category was still tried
+    EXPECT_FALSE(result.writers[0].save_failures.empty());
+    EXPECT_FALSE(result.writers[1].save_failures.empty());  // the later category was still tried
   }
   EXPECT_TRUE(Files().empty());
 }
@@ -112,7 +112,7 @@ TEST_F(ImportPackageTest, OddExistingFilesAreRewritten) {
   records_.insulin.clear();
   for (const auto& [what, content] : cases) {
     test::WriteFile(dir_ / kSingleName, content);
-    EXPECT_EQ(Write(true).writers[0].failed_saves, 0) << what;
+    EXPECT_TRUE(Write(true).writers[0].save_failures.empty()) << what;
     const std::string text = Single();
     EXPECT_NE(text.find("[GLUCOSE]\r\nSTORAGEMETHOD=0\r\nNUMSKIPS=1\r\n"), std::string::npos);
     EXPECT_EQ(text.substr(text.size() - 2), "\r\n") << what;

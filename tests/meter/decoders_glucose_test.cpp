@@ -24,15 +24,17 @@ class GlucoseTest : public ::testing::Test {
   int32_t Decode(std::vector<RawMeterRecord> entries) {
     connection.CloseMeterDriver();
     control.records[1] = std::move(entries);
-    error.clear();
-    return DecodeGlucose(connection, events, records, &error);
+    stats = {};
+    return DecodeGlucose(connection, events, records, &stats);
   }
 
   FakeMeterControl control;
   MeterConnection connection{control};
   EventMaps events;
   std::vector<GlucoseRecord> records;
-  std::string error;
+  DecodeStats stats;
+  // The last loss noted, or "".
+  std::string error() const { return stats.losses.empty() ? "" : stats.losses.back(); }
 };
 
 TEST_F(GlucoseTest, OneRecordPerReadingWithASpareLastElement) {
@@ -49,7 +51,7 @@ TEST_F(GlucoseTest, OneRecordPerReadingWithASpareLastElement) {
   EXPECT_EQ(records[1].control, -1);
   EXPECT_EQ(records[0].meter_type, 13);
   EXPECT_EQ(records[2].date, 0);
-  EXPECT_EQ(error, "");
+  EXPECT_EQ(error(), "");
 }
 
 TEST_F(GlucoseTest, NothingToImportLeavesTheArrayAsItWas) {
@@ -112,8 +114,8 @@ TEST_F(GlucoseTest, AFailingRecordEndsTheRoutine) {
     EXPECT_EQ(records[1].date, 0) << c.label;
     EXPECT_EQ(records[1].bg, 0) << c.label;
     EXPECT_EQ(records[2].bg, 0) << c.label;
-    EXPECT_NE(error.find(c.message), std::string::npos) << c.label << ": " << error;
-    EXPECT_FALSE(error.empty()) << c.label;
+    EXPECT_NE(error().find(c.message), std::string::npos) << c.label << ": " << error();
+    EXPECT_FALSE(error().empty()) << c.label;
   }
 }
 
@@ -121,7 +123,7 @@ TEST_F(GlucoseTest, AFailingControlEndsTheRoutine) {
   control.failing = {36};
   EXPECT_EQ(Decode({RawEntry().Glucose(90)}), 0);
   EXPECT_TRUE(records.empty());  // fetching fails before the array is sized
-  EXPECT_NE(error.find("method 36 (get data record) failed"), std::string::npos);
+  EXPECT_NE(error().find("method 36 (get data record) failed"), std::string::npos);
 
   // The model code cannot be fetched: the first record fails.
   control.failing = {3};

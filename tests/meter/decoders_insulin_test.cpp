@@ -65,8 +65,8 @@ TEST(SplitInsulinDose, SplitsByTypeCode) {
 class InsulinTest : public ::testing::Test {
  protected:
   InsulinTest() { control.SetModel("100"); }
-  int32_t Decode() { return DecodeInsulin(connection, events, slots, names, records, &error); }
-  int32_t Append() { return AppendPumpRecords(connection, names, records, &error); }
+  int32_t Decode() { return DecodeInsulin(connection, events, slots, names, records, &stats); }
+  int32_t Append() { return AppendPumpRecords(connection, names, records, &stats); }
 
   FakeMeterControl control;
   MeterConnection connection{control};
@@ -74,7 +74,9 @@ class InsulinTest : public ::testing::Test {
   InsulinSlotDefaults slots{10, 11, 14, -1};
   InsulinDescriptions names = Names();
   std::vector<InsulinRecord> records;
-  std::string error;
+  DecodeStats stats;
+  // The last loss noted, or "".
+  std::string error() const { return stats.losses.empty() ? "" : stats.losses.back(); }
 };
 
 TEST_F(InsulinTest, OneRecordPerSlotWithADose) {
@@ -142,7 +144,7 @@ TEST_F(InsulinTest, NoPumpSetOrABadPumpDateLeavesTheArray) {
   control.pump.push_back({"2004", "081500", 10, 2.0f});
   EXPECT_EQ(Append(), 0);
   EXPECT_TRUE(records.empty());
-  EXPECT_FALSE(error.empty());
+  EXPECT_FALSE(error().empty());
 }
 
 }  // namespace

@@ -17,14 +17,16 @@ class IntakesTest : public ::testing::Test {
     connection.CloseMeterDriver();
     control.records[1] = std::move(entries);
     records.clear();
-    error.clear();
-    return DecodeIntakes(connection, events, mode, factor, records, &error);
+    stats = {};
+    return DecodeIntakes(connection, events, mode, factor, records, &stats);
   }
   FakeMeterControl control;
   MeterConnection connection{control};
   EventMaps events;
   std::vector<IntakeRecord> records;
-  std::string error;
+  DecodeStats stats;
+  // The last loss noted, or "".
+  std::string error() const { return stats.losses.empty() ? "" : stats.losses.back(); }
 };
 
 TEST_F(IntakesTest, CountingModeAndUnitDecideBuAndCarbo) {
@@ -70,12 +72,12 @@ TEST_F(IntakesTest, AnOverflowOrAZeroDivisorEndsTheRoutine) {
   EXPECT_FLOAT_EQ(records[0].carbo, 1200);
   EXPECT_EQ(records[1].date, 0);
   EXPECT_EQ(records[2].date, 0);
-  EXPECT_NE(error.find("overflow"), std::string::npos);
+  EXPECT_NE(error().find("overflow"), std::string::npos);
   EXPECT_EQ(Decode(entries, 1, 12), 3);  // the same amounts in grams divide
 
   EXPECT_EQ(Decode({RawEntry().Carbs(10)}, 1, 0), 0);
   EXPECT_EQ(records.size(), 2u);
-  EXPECT_FALSE(error.empty());
+  EXPECT_FALSE(error().empty());
   EXPECT_EQ(Decode({RawEntry().Carbs(10)}, 0, 0), 1);  // multiplying by 0 is fine
 }
 

@@ -44,6 +44,7 @@ TEST_F(MeterReadingTest, ReadsEveryEnabledCategoryAndClosesTheDriver) {
   const ReadingResult result = ReadMeter(connection, profile, request);
   ASSERT_EQ(result.outcome, ReadingOutcome::kRead);
   EXPECT_TRUE(result.errors.empty());
+  for (const auto& stats : result.categories) EXPECT_TRUE(stats && stats->losses.empty());
   EXPECT_EQ(result.info.item3, "SN-12345");
   EXPECT_EQ(result.records.glucose.size(), 2u);  // one reading and the spare element
   EXPECT_EQ(result.records.glucose[0].bg, 112);
@@ -109,6 +110,50 @@ TEST_F(MeterReadingTest, AFailingLaboratoryReadSkipsOnlyThatKind) {
   EXPECT_EQ(result.records.intakes.size(), 2u);
   ASSERT_EQ(result.records.lab.size(), 2u);  // HbA1c alone, with its spare element
   EXPECT_FLOAT_EQ(result.records.lab[0].hbac, 6.4f);
+  // The failed read is a loss of the laboratory category, not an empty kind.
+  const DecodeStats& lab = *result.categories[Slot(RecordCategory::kLab)];
+  EXPECT_EQ(lab.losses, std::vector<std::string>{
+                            "{C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 35 (read data) failed "
+                            "(record kind 6)"});
+  EXPECT_EQ(std::pair(lab.raw_entries, lab.records), std::pair(1, 1));
+  EXPECT_TRUE(result.categories[Slot(RecordCategory::kIntakes)]->losses.empty());
+}
+
+TEST_F(MeterReadingTest, AFailingReadOfTheEntriesIsALossInEveryCategoryNotAnEmptyMeter) {
+  EnableAll();
+  control.fail_read_kinds = {1};
+  control.failing = {40};
+  const ReadingResult result = ReadMeter(connection, profile, request);
+  ASSERT_EQ(result.outcome, ReadingOutcome::kRead);
+  for (const RecordCategory category :
+       {RecordCategory::kGlucose, RecordCategory::kIntakes, RecordCategory::kExercise}) {
+    const DecodeStats& stats = *result.categories[Slot(category)];
+    ASSERT_EQ(stats.losses.size(), 1u);
+    EXPECT_NE(stats.losses[0].find("method 35 (read data) failed (record kind 1)"),
+              std::string::npos);
+  }
+  // The insulin doses and the pump boluses: both reads lost.
+  const DecodeStats& insulin = *result.categories[Slot(RecordCategory::kInsulin)];
+  ASSERT_EQ(insulin.losses.size(), 2u);
+  EXPECT_NE(insulin.losses[1].find("method 40 (read second set) failed"), std::string::npos);
+  EXPECT_TRUE(result.records.glucose.empty());
+}
+
+TEST_F(MeterReadingTest, CountsWhatEachCategoryReadMadeAndLeftOut) {
+  profile.available[kCategoryGlucose] = kTrue;
+  profile.available[kCategoryInsulin] = kTrue;
+  control.records[1].push_back(RawEntry("20260303", "080000").Glucose(99).Insulin(2, -2));
+  const ReadingResult result = ReadMeter(connection, profile, request);
+  const DecodeStats& glucose = *result.categories[Slot(RecordCategory::kGlucose)];
+  EXPECT_EQ(std::pair(glucose.raw_entries, glucose.records), std::pair(3, 2));
+  ASSERT_EQ(glucose.notes.size(), 1u);
+  EXPECT_EQ(glucose.notes[0].what, "left out: no glucose reading (status 3)");
+  EXPECT_EQ(glucose.notes[0].count, 1);
+  const DecodeStats& insulin = *result.categories[Slot(RecordCategory::kInsulin)];
+  EXPECT_EQ(std::pair(insulin.raw_entries, insulin.records), std::pair(3, 1));
+  ASSERT_EQ(insulin.notes.size(), 1u);
+  EXPECT_EQ(insulin.notes[0].what, "left out: dose below 0 or not a number");
+  EXPECT_FALSE(result.categories[Slot(RecordCategory::kLab)]);  // switched off
 }
 
 TEST_F(MeterReadingTest, FailingIdentificationEndsEachCategoryAtItsFirstRecord) {
@@ -120,7 +165,16 @@ TEST_F(MeterReadingTest, FailingIdentificationEndsEachCategoryAtItsFirstRecord) 
   const ReadingResult result = ReadMeter(connection, profile, request);
   ASSERT_EQ(result.outcome, ReadingOutcome::kRead);
   EXPECT_EQ(result.info.item3, "");
-  EXPECT_GE(result.errors.size(), 6u);
+  EXPECT_EQ(result.errors.size(), 1u);  // the identification itself
+  for (const auto& stats : result.categories) {
+    ASSERT_TRUE(stats);
+    ASSERT_FALSE(stats->losses.empty());
+    EXPECT_NE(stats->losses[0].find("method 3 (identification item) failed"), std::string::npos);
+  }
+  // The very first entry fails on its type, so none of the two was decoded.
+  EXPECT_NE(result.categories[0]->losses[0].find("(2 of 2 raw entries not decoded)"),
+            std::string::npos)
+      << result.categories[0]->losses[0];
   EXPECT_EQ(result.records.glucose.size(), 2u);
   EXPECT_EQ(result.records.glucose[0].date, 0.0);
   EXPECT_FALSE(control.connected);

@@ -153,23 +153,23 @@ class RawEntry {
     raw_.date = std::move(date);
     raw_.time = std::move(time);
   }
-  RawEntry& Glucose(float value) { return Put<float>(8, value); }
-  RawEntry& Status(int16_t value) { return Put<int16_t>(12, value); }
-  RawEntry& ControlTest(int16_t value) { return Put<int16_t>(14, value); }
-  RawEntry& Flag9(int16_t value) { return Put<int16_t>(16, value); }
+  RawEntry& Glucose(float value) { return Put<float>(raw_offset::kGlucose, value); }
+  RawEntry& Status(int16_t value) { return Put<int16_t>(raw_offset::kStatus, value); }
+  RawEntry& ControlTest(int16_t value) { return Put<int16_t>(raw_offset::kControl, value); }
+  RawEntry& Flag9(int16_t value) { return Put<int16_t>(raw_offset::kFlag9, value); }
   RawEntry& Insulin(int slot, float dose) {  // slot 1..4
-    return Put<float>(20 + 4 * static_cast<size_t>(slot - 1), dose);
+    return Put<float>(raw_offset::kInsulin + 4 * static_cast<size_t>(slot - 1), dose);
   }
-  RawEntry& Marker(int16_t value) { return Put<int16_t>(48, value); }
-  RawEntry& Carbs(int16_t value) { return Put<int16_t>(50, value); }
+  RawEntry& Marker(int16_t value) { return Put<int16_t>(raw_offset::kMarker, value); }
+  RawEntry& Carbs(int16_t value) { return Put<int16_t>(raw_offset::kCarbs, value); }
   RawEntry& Exercise(int16_t flag, int16_t minutes) {
-    Put<int16_t>(58, flag);
-    return Put<int16_t>(60, minutes);
+    Put<int16_t>(raw_offset::kExercise, flag);
+    return Put<int16_t>(raw_offset::kMinutes, minutes);
   }
   RawEntry& Event(int n, int16_t code) {  // n = 1..4
-    return Put<int16_t>(62 + 2 * static_cast<size_t>(n - 1), code);
+    return Put<int16_t>(raw_offset::kEvents + 2 * static_cast<size_t>(n - 1), code);
   }
-  RawEntry& Unit(int16_t code) { return Put<int32_t>(72, int32_t{code} * 65536); }
+  RawEntry& Unit(int16_t code) { return Put<int32_t>(raw_offset::kUnit, int32_t{code} * 65536); }
 
   operator RawMeterRecord() const { return raw_; }
   const RawMeterRecord& raw() const { return raw_; }

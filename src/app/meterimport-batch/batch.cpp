@@ -2,26 +2,18 @@
 
 #include <ostream>
 
-#include "host/host_shell.h"
-#include "importfiles/import_package.h"
-#include "meter/meter_connection.h"
-#include "meter/plugin_control.h"
-#include "profile/meter_profile.h"
-#include "transfer/transfer.h"
+#include "common/text_ids.h"
 
 namespace mi {
 namespace {
 
-constexpr int32_t kTextNoConnection = 642;
-constexpr int32_t kTextPortClosed = 1203;
-constexpr const char* kReinstallDriver = "Please install meter driver again !";
-
 constexpr const char* kUsage =
     "usage: meterimport-batch PRODUCTKEY SEQUENCE PORT METERID\n"
     "Runs one import of the meter METERID without windows and writes the import files\n"
-    "into the host's import folder. Exit status: 0 the transfer ran, 2 no METERID,\n"
-    "3 no import folder, 4 the port cannot be opened, 5 the meter driver is not\n"
-    "installed, 6 no connection to the meter.\n";
+    "into the host's import folder. Exit status: 0 the transfer ran and nothing was lost,\n"
+    "2 no METERID, 3 no import folder, 4 the port cannot be opened, 5 the meter driver is\n"
+    "not installed, 6 no connection to the meter, 7 the transfer ran but something was\n"
+    "lost (a failed read, an error that ended a category, a file not saved).\n";
 
 // The host's status channel, printed.
 class PrintedStatus : public StatusChannel {
@@ -33,23 +25,21 @@ class PrintedStatus : public StatusChannel {
   std::ostream& err_;
 };
 
-// A message box of the module, printed: the language text, or its number
-// when the language module lacks it.
-void ShowMessage(std::ostream& err, const std::string& text) {
-  err << "MESSAGE: " << text << '\n';
+// A message box of the module, printed; a text the language module lacks is
+// named by its number.
+void ShowMessage(std::ostream& err, const std::string& text, int16_t text_id = 0) {
+  err << "MESSAGE: "
+      << (text.empty() && text_id != 0 ? "[text " + std::to_string(text_id) + "]" : text) << '\n';
 }
 
-std::string LanguageText(const HostShell& shell, int32_t id) {
-  std::string text = shell.Text(id);
-  return text.empty() ? "[text " + std::to_string(id) + "]" : text;
+void PrintNotices(const ImportSession& session, std::ostream& err) {
+  for (const std::string& notice : session.notices())
+    err << "meterimport-batch: " << notice << '\n';
 }
-
-constexpr std::string_view kSectionNames[kImportCategoryCount] = {"GLUCOSE", "INSULIN", "INTAKES",
-                                                                  "EXERCISE", "LAB"};
 
 }  // namespace
 
-int RunBatch(const std::vector<std::string>& arguments, const BatchEnvironment& environment,
+int RunBatch(const std::vector<std::string>& arguments, const ImportEnvironment& environment,
              std::ostream& out, std::ostream& err) {
   for (const auto& argument : arguments) {
     if (argument == "--help" || argument == "-h") {
@@ -64,75 +54,55 @@ int RunBatch(const std::vector<std::string>& arguments, const BatchEnvironment& 
   std::string command_line;
   for (const auto& argument : arguments) command_line += argument + " ";
 
-  SettingsStore settings(environment.hives);
   PrintedStatus status(err);
-  HostShell shell(settings, environment.program_file, &status);
-  const StartupResult startup = shell.Load(command_line);
-  if (!startup.proceed) {
-    ShowMessage(err, startup.message);
-    return kBatchNoMeterId;
+  ImportSession session(environment, &status);
+  switch (session.Start(command_line)) {
+    case StartOutcome::kNoMeterId:
+      ShowMessage(err, kMeterIdRequired);
+      return kBatchNoMeterId;
+    case StartOutcome::kNoImportDir:
+      err << "meterimport-batch: no import folder is known\n";
+      return kBatchNoImportDir;
+    case StartOutcome::kReady:
+      break;
   }
-  const HostContext& context = shell.context();
-  if (!shell.Action(context.MeterID).open_wizard) {
-    err << "meterimport-batch: no import folder is known\n";
-    return kBatchNoImportDir;
-  }
-
-  const MeterProfile profile =
-      LoadMeterProfile(settings, shell.MeterKey(), shell.language(), context.MeterID,
-                       environment.program_file, environment.decimal_separator);
-
-  if (!PortAvailable(settings, shell.MeterKey(), context.ComPort, 0, environment.serial)) {
-    ShowMessage(err,
-                shell.Text(kTextPortClosed) + "COM:" + std::to_string(context.ComPort) + " ---> ");
-    shell.SetFinished(true);
+  const MeterProfile& profile = session.LoadProfile();
+  const int16_t port = session.shell().context().ComPort;
+  if (!session.PortAvailable(port)) {
+    ShowMessage(err, session.PortClosedMessage(port));
+    session.Finish();
     return kBatchPortUnavailable;
   }
 
-  std::string control_problem;
-  auto control = CreateMeterControl(settings, &control_problem);
-  if (!control_problem.empty()) err << "meterimport-batch: " << control_problem << '\n';
-  MeterConnection connection(*control);
-  TransferRequest request;
-  request.reading.port = context.ComPort;
-  request.reading.driver_name =
-      ReadingDriverName(context.MeterFamily, profile.irKeyVisible && profile.irKeyValue != 0);
-  request.reading.laboratory_kinds = LaboratoryKinds(profile.getLabData);
-  request.import_dir = context.ImportDir;
-  request.import_sequence = context.ImportSequence;
-  request.meter_desc = context.MeterDesc;
-  request.meter_id = context.MeterID;
-  SystemWallClock system_clock;
-  ImportProgress no_progress;
-  const TransferResult transfer = RunTransfer(connection, profile, request,
-                                              environment.clock ? *environment.clock : system_clock,
-                                              no_progress, environment.decimal_separator);
-  for (const auto& error : transfer.reading.errors) err << "meterimport-batch: " << error << '\n';
-
-  if (transfer.reading.outcome == ReadingOutcome::kNotInstalled) {
+  TransferOptions options;
+  options.use_ir_key = profile.irKeyVisible && profile.irKeyValue != 0;
+  const ImportResult result = session.Transfer(options);
+  PrintNotices(session, err);
+  if (result.reading.outcome == ReadingOutcome::kNotInstalled) {
     ShowMessage(err, kReinstallDriver);
-    shell.SetFinished(true);
+    session.Finish();
     return kBatchNotInstalled;
   }
-  if (transfer.reading.outcome == ReadingOutcome::kNoConnection) {
-    ShowMessage(err, LanguageText(shell, kTextNoConnection));
-    shell.SetFinished(true);
+  if (result.reading.outcome == ReadingOutcome::kNoConnection) {
+    ShowMessage(err, session.NoConnectionMessage(), kTextNoConnection);
+    session.Finish();
     return kBatchNoConnection;
   }
-  shell.meter_identification = transfer.reading.info.item3;
-  const ImportPackageResult& package = *transfer.package;
 
-  for (size_t i = 0; i < kImportCategoryCount; ++i) {
-    const WriterResult& writer = package.writers[i];
-    out << kSectionNames[i] << '\t' << writer.entries;
-    if (writer.written) out << '\t' << package.file_names[i];
-    out << '\n';
-    if (writer.failed_saves > 0) {
-      err << "meterimport-batch: " << package.file_names[i] << " could not be saved\n";
-    }
+  for (const std::string& line : result.report.Lines()) {
+    err << "meterimport-batch: " << line << '\n';
   }
-  shell.SetFinished(true);
-  return kBatchDone;
+  const ImportPackageResult& package = *result.package;
+  for (const RecordCategory category : kRecordCategories) {
+    const WriterResult& writer = package.writers[Slot(category)];
+    out << SectionName(category) << '\t' << writer.entries;
+    if (writer.written && writer.save_failures.empty()) {
+      out << '\t' << package.file_names[Slot(category)];
+    }
+    out << '\n';
+  }
+  session.Finish();
+  return result.report.HasLoss() ? kBatchLoss : kBatchDone;
 }
 
 }  // namespace mi

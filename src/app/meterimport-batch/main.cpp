@@ -9,7 +9,7 @@
 
 int main(int argc, char** argv) {
   std::vector<std::string> arguments(argv + 1, argv + argc);
-  mi::BatchEnvironment environment;
+  mi::ImportEnvironment environment;
   std::error_code ec;
   environment.program_file = std::filesystem::read_symlink("/proc/self/exe", ec);
   if (ec) environment.program_file = argv[0];

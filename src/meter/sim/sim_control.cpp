@@ -20,6 +20,8 @@ struct meterctl_instance {
   int16_t read_count = 0;
   // The second set, once read.
   int16_t pump_count = 0;
+  // What went wrong last, for error_text.
+  std::string last_error;
 };
 
 namespace mi::sim {
@@ -28,6 +30,20 @@ namespace {
 meterctl_status Fail(int32_t* error, meterctl_status status) {
   if (error != nullptr) *error = status;
   return status;
+}
+
+// A failure of a call on `self`, with the text that error_text gives back.
+meterctl_status Fail(meterctl_instance* self, int32_t* error, meterctl_status status,
+                     std::string text) {
+  self->last_error = std::move(text);
+  return Fail(error, status);
+}
+
+// A call that the meter memory lists under "fail".
+meterctl_status Simulated(meterctl_instance* self, int32_t* error, std::string_view name) {
+  return Fail(
+      self, error, METERCTL_ERR_FAILED,
+      "simulated failure: the meter memory lists \"" + std::string(name) + "\" under \"fail\"");
 }
 
 meterctl_status Succeed(int32_t* error) {
@@ -112,7 +128,7 @@ void Destroy(meterctl_instance* instance) {
 
 meterctl_status DriverCount(meterctl_instance* self, int16_t* count, int32_t* error) {
   if (self == nullptr || count == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
-  if (self->memory.Fails("count")) return Fail(error, METERCTL_ERR_FAILED);
+  if (self->memory.Fails("count")) return Simulated(self, error, "count");
   *count = static_cast<int16_t>(std::min(self->memory.drivers.size(), kMaxEntries));
   return Succeed(error);
 }
@@ -120,9 +136,9 @@ meterctl_status DriverCount(meterctl_instance* self, int16_t* count, int32_t* er
 meterctl_status DriverEntry(meterctl_instance* self, int32_t index, char* key, size_t key_capacity,
                             char* name, size_t name_capacity, int32_t* error) {
   if (self == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
-  if (self->memory.Fails("entry")) return Fail(error, METERCTL_ERR_FAILED);
+  if (self->memory.Fails("entry")) return Simulated(self, error, "entry");
   if (index < 1 || static_cast<size_t>(index) > self->memory.drivers.size()) {
-    return Fail(error, METERCTL_ERR_RANGE);
+    return Fail(self, error, METERCTL_ERR_RANGE, "no driver number " + std::to_string(index));
   }
   const SimDriver& driver = self->memory.drivers[static_cast<size_t>(index) - 1];
   CopyText(driver.key, key, key_capacity);
@@ -133,9 +149,12 @@ meterctl_status DriverEntry(meterctl_instance* self, int32_t index, char* key, s
 meterctl_status InfoItem(meterctl_instance* self, int32_t item, char* value, size_t value_capacity,
                          int32_t* error) {
   if (self == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
-  if (self->memory.Fails("info")) return Fail(error, METERCTL_ERR_FAILED);
-  if (!self->connected) return Fail(error, METERCTL_ERR_NOT_CONNECTED);
-  if (item < 1 || item > 12) return Fail(error, METERCTL_ERR_RANGE);
+  if (self->memory.Fails("info")) return Simulated(self, error, "info");
+  if (!self->connected)
+    return Fail(self, error, METERCTL_ERR_NOT_CONNECTED, "no meter is connected");
+  if (item < 1 || item > 12) {
+    return Fail(self, error, METERCTL_ERR_RANGE, "no identification item " + std::to_string(item));
+  }
   const auto slot = static_cast<size_t>(item) - 1;
   // An item that the memory does not list is empty.
   CopyText(slot < self->memory.info.size() ? self->memory.info[slot] : std::string(), value,
@@ -148,11 +167,14 @@ meterctl_status Connect(meterctl_instance* self, char* driver_key, size_t key_ca
                         int32_t* error) {
   if (self == nullptr || driver_key == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
   return Guarded(error, [&] {
-    if (self->memory.Fails("connect")) return Fail(error, METERCTL_ERR_FAILED);
+    if (self->memory.Fails("connect")) return Simulated(self, error, "connect");
     const std::string_view key = BoundedView(driver_key, key_capacity);
     const auto driver = std::find_if(self->memory.drivers.begin(), self->memory.drivers.end(),
                                      [&](const SimDriver& d) { return d.key == key; });
-    if (driver == self->memory.drivers.end()) return Fail(error, METERCTL_ERR_NO_DRIVER);
+    if (driver == self->memory.drivers.end()) {
+      return Fail(self, error, METERCTL_ERR_NO_DRIVER,
+                  "no driver has the key \"" + std::string(key) + "\"");
+    }
     self->connected = true;
     self->driver_name = driver->name;
     self->read_kind = 0;
@@ -166,7 +188,7 @@ meterctl_status Connect(meterctl_instance* self, char* driver_key, size_t key_ca
 
 meterctl_status Disconnect(meterctl_instance* self, int32_t* error) {
   if (self == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
-  if (self->memory.Fails("disconnect")) return Fail(error, METERCTL_ERR_FAILED);
+  if (self->memory.Fails("disconnect")) return Simulated(self, error, "disconnect");
   self->connected = false;
   self->driver_name.clear();
   self->read_kind = 0;
@@ -179,8 +201,12 @@ meterctl_status ReadData(meterctl_instance* self, int16_t kind, int16_t* count, 
                          int32_t /*constant1*/, int32_t /*progress_window*/, int32_t /*constant2*/,
                          int32_t* error) {
   if (self == nullptr || count == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
-  if (!self->connected) return Fail(error, METERCTL_ERR_NOT_CONNECTED);
-  if (self->memory.ReadFails(kind)) return Fail(error, METERCTL_ERR_FAILED);
+  if (!self->connected)
+    return Fail(self, error, METERCTL_ERR_NOT_CONNECTED, "no meter is connected");
+  if (self->memory.ReadFails(kind)) {
+    return Simulated(self, error,
+                     self->memory.Fails("read") ? "read" : "read:" + std::to_string(kind));
+  }
   const auto set = self->memory.records.find(kind);
   const size_t held = set == self->memory.records.end() ? 0 : set->second.size();
   const size_t wanted = *count > 0 ? static_cast<size_t>(*count) : 0;
@@ -198,9 +224,12 @@ meterctl_status GetDataRecord(meterctl_instance* self, int32_t index, meterctl_r
   if (self == nullptr || record == nullptr || record->struct_size < sizeof(meterctl_raw_record)) {
     return Fail(error, METERCTL_ERR_ARGUMENT);
   }
-  if (self->memory.Fails("record")) return Fail(error, METERCTL_ERR_FAILED);
-  if (!self->connected) return Fail(error, METERCTL_ERR_NOT_CONNECTED);
-  if (index < 1 || index > self->read_count) return Fail(error, METERCTL_ERR_RANGE);
+  if (self->memory.Fails("record")) return Simulated(self, error, "record");
+  if (!self->connected)
+    return Fail(self, error, METERCTL_ERR_NOT_CONNECTED, "no meter is connected");
+  if (index < 1 || index > self->read_count) {
+    return Fail(self, error, METERCTL_ERR_RANGE, "no record number " + std::to_string(index));
+  }
   const RawMeterRecord& entry =
       self->memory.records.at(self->read_kind)[static_cast<size_t>(index) - 1];
   std::memcpy(record->bytes, entry.bytes.data(), METERCTL_RAW_RECORD_BYTES);
@@ -212,8 +241,9 @@ meterctl_status GetDataRecord(meterctl_instance* self, int32_t index, meterctl_r
 meterctl_status ReadSecondSet(meterctl_instance* self, int16_t* count, int32_t /*progress_window*/,
                               int32_t* error) {
   if (self == nullptr || count == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
-  if (!self->connected) return Fail(error, METERCTL_ERR_NOT_CONNECTED);
-  if (self->memory.Fails("pump")) return Fail(error, METERCTL_ERR_FAILED);
+  if (!self->connected)
+    return Fail(self, error, METERCTL_ERR_NOT_CONNECTED, "no meter is connected");
+  if (self->memory.Fails("pump")) return Simulated(self, error, "pump");
   const auto available = static_cast<int16_t>(std::min(self->memory.pump.size(), kMaxEntries));
   WaitFor(self->memory, available);
   self->pump_count = available;
@@ -226,15 +256,24 @@ meterctl_status GetSecondSetRecord(meterctl_instance* self, int32_t index,
   if (self == nullptr || record == nullptr || record->struct_size < sizeof(meterctl_pump_record)) {
     return Fail(error, METERCTL_ERR_ARGUMENT);
   }
-  if (self->memory.Fails("pumprecord")) return Fail(error, METERCTL_ERR_FAILED);
-  if (!self->connected) return Fail(error, METERCTL_ERR_NOT_CONNECTED);
-  if (index < 1 || index > self->pump_count) return Fail(error, METERCTL_ERR_RANGE);
+  if (self->memory.Fails("pumprecord")) return Simulated(self, error, "pumprecord");
+  if (!self->connected)
+    return Fail(self, error, METERCTL_ERR_NOT_CONNECTED, "no meter is connected");
+  if (index < 1 || index > self->pump_count) {
+    return Fail(self, error, METERCTL_ERR_RANGE, "no pump record number " + std::to_string(index));
+  }
   const RawPumpRecord& entry = self->memory.pump[static_cast<size_t>(index) - 1];
   CopyText(entry.date, record->date, sizeof record->date);
   CopyText(entry.time, record->time, sizeof record->time);
   record->insulin_type = entry.type;
   record->amount = entry.amount;
   return Succeed(error);
+}
+
+meterctl_status ErrorText(meterctl_instance* self, char* text, size_t capacity) {
+  if (self == nullptr) return METERCTL_ERR_ARGUMENT;
+  CopyText(self->last_error, text, capacity);
+  return METERCTL_OK;
 }
 
 const meterctl_interface kInterface = {
@@ -252,6 +291,7 @@ const meterctl_interface kInterface = {
     GetDataRecord,
     ReadSecondSet,
     GetSecondSetRecord,
+    ErrorText,
 };
 
 }  // namespace
