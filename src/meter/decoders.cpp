@@ -33,15 +33,24 @@ int16_t MeterType(MeterConnection& connection) {
 // Where a routine stands in its raw entries, so that an error can say how
 // many it left undecoded.
 struct Position {
-  int32_t read = 0;  // raw entries the routine read
-  int32_t at = 0;    // raw entries it had decoded when it stopped
+  int32_t read = 0;    // raw entries the routine read
+  int32_t at = 0;      // raw entries it had decoded when it stopped
+  int32_t filled = 0;  // records it filled
 };
 
-// Runs a decoding routine; a run-time error ends it, is noted as a loss with
-// the entries left undecoded, and gives `stopped()`.
+// Runs a decoding routine and notes the records it filled; a run-time error
+// ends it, is noted as a loss with the entries left undecoded, and gives
+// `stopped()`.
 template <typename Body, typename Stopped>
 int32_t Guarded(MeterConnection& connection, DecodeStats* stats, Position& position, Body body,
                 Stopped stopped) {
+  struct NoteFilled {
+    DecodeStats* stats;
+    const Position& position;
+    ~NoteFilled() {
+      if (stats != nullptr) stats->records += position.filled;
+    }
+  } note_filled{stats, position};
   try {
     return body();
   } catch (const MeterRunTimeError& e) {
@@ -60,17 +69,21 @@ int32_t Guarded(MeterConnection& connection, DecodeStats* stats, Position& posit
   }
 }
 
-// Reads the raw records of `kind` for a routine: the count is noted, and a
-// read that failed is a loss (not an empty meter).
-int16_t ReadEntries(MeterConnection& connection, int16_t kind, std::vector<RawMeterRecord>& raw,
-                    DecodeStats* stats, Position& position) {
-  const int16_t read = connection.ReadRawRecords(kind, raw);
+// Notes what a read of the control gave a routine: the count, and a read
+// that failed as a loss (not as an empty meter).
+int16_t NoteRead(const MeterConnection& connection, int16_t read, DecodeStats* stats,
+                 Position& position) {
   position.read = read > 0 ? read : 0;
   if (stats != nullptr) {
     stats->raw_entries += position.read;
     if (!connection.read_failure().empty()) stats->losses.push_back(connection.read_failure());
   }
   return read;
+}
+
+int16_t ReadEntries(MeterConnection& connection, int16_t kind, std::vector<RawMeterRecord>& raw,
+                    DecodeStats* stats, Position& position) {
+  return NoteRead(connection, connection.ReadRawRecords(kind, raw), stats, position);
 }
 
 // The upper bound of an array that grows by appending: its spare last
@@ -88,7 +101,6 @@ template <typename Record, typename Qualifies, typename Fill>
 int32_t DecodeEachEntry(MeterConnection& connection, const EventMaps& events,
                         std::vector<Record>& records, DecodeStats* stats, std::string_view left_out,
                         Qualifies qualifies, Fill fill) {
-  int32_t filled = 0;
   Position position;
   const int32_t count = Guarded(
       connection, stats, position,
@@ -108,12 +120,11 @@ int32_t DecodeEachEntry(MeterConnection& connection, const EventMaps& events,
           fill(entry, record);
           record.event = RecordEventCode(entry, events);
           record.meter_type = MeterType(connection);
-          records[static_cast<size_t>(filled++)] = std::move(record);
+          records[static_cast<size_t>(position.filled++)] = std::move(record);
         }
         return count;
       },
-      [&] { return filled; });
-  if (stats != nullptr) stats->records += filled;
+      [&] { return position.filled; });
   return count;
 }
 
@@ -189,7 +200,6 @@ int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
                       const InsulinSlotDefaults& slot_defaults,
                       const InsulinDescriptions& descriptions, std::vector<InsulinRecord>& records,
                       DecodeStats* stats) {
-  int32_t filled = 0;
   Position position;
   const int32_t result = Guarded(
       connection, stats, position,
@@ -222,13 +232,12 @@ int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
             SplitInsulinDose(record, dose, slot_defaults[static_cast<size_t>(slot)], descriptions);
             record.event = RecordEventCode(entry, events);
             record.meter_type = MeterType(connection);
-            records[static_cast<size_t>(filled++)] = std::move(record);
+            records[static_cast<size_t>(position.filled++)] = std::move(record);
           }
         }
         return count;
       },
-      [&] { return filled; });
-  if (stats != nullptr) stats->records += filled;
+      [&] { return position.filled; });
   return result;
 }
 
@@ -237,7 +246,6 @@ int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions
   // The array grows before it is filled, so whether the routine ends early or
   // not, its count is the array's size less the spare element.
   auto count_now = [&] { return static_cast<int32_t>(UpperBound(records.size())); };
-  int32_t filled = 0;
   Position position;
   const int32_t result = Guarded(
       connection, stats, position,
@@ -271,12 +279,11 @@ int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions
           record.event = 0;
           record.meter_type = MeterType(connection);
           records[next++] = std::move(record);
-          ++filled;
+          ++position.filled;
         }
         return count_now();
       },
       count_now);
-  if (stats != nullptr) stats->records += filled;
   return result;
 }
 
@@ -371,7 +378,6 @@ const char* SetKetones(LabRecord& record, float level, const KetoneDefaults& def
 int32_t DecodeLaboratory(MeterConnection& connection, int16_t kind,
                          const KetoneDefaults& ketone_defaults, std::vector<LabRecord>& records,
                          DecodeStats* stats) {
-  int32_t filled = 0;
   Position position;
   const int32_t result = Guarded(
       connection, stats, position,
@@ -410,12 +416,11 @@ int32_t DecodeLaboratory(MeterConnection& connection, int16_t kind,
               break;  // other kinds fill no field: every value missing
           }
           records[next++] = std::move(record);
-          ++filled;
+          ++position.filled;
         }
         return read;
       },
-      [&] { return filled; });
-  if (stats != nullptr) stats->records += filled;
+      [&] { return position.filled; });
   return result;
 }
 
