@@ -295,6 +295,13 @@ bool FileTransaction::Replace(const std::filesystem::path& file, std::string_vie
   return true;
 }
 
+bool FileTransaction::Holds(const std::filesystem::path& file, std::string_view bytes) {
+  for (const auto& [path, content] : changed_) {
+    if (path == file) return content == bytes;
+  }
+  return FileStore::Holds(file, bytes);
+}
+
 bool FileTransaction::Commit(std::vector<std::string>* failures) {
   bool ok = true;
   for (const auto& [path, bytes] : changed_) {

@@ -44,6 +44,13 @@ class FileStore {
   // but cannot be read is never replaced: what it holds would be lost.
   virtual bool Replace(const std::filesystem::path& file, std::string_view bytes,
                        std::string* why = nullptr) = 0;
+
+  // True when `file` holds exactly `bytes`: the line editor's check that a
+  // file it has just saved is unchanged, so that it need not read it again.
+  virtual bool Holds(const std::filesystem::path& file, std::string_view bytes) {
+    const std::optional<std::string> held = Read(file);
+    return held && *held == bytes;
+  }
 };
 
 // The disk. A file is replaced atomically and durably: the new content is
@@ -80,6 +87,8 @@ class FileTransaction final : public FileStore {
                                   std::string* why = nullptr) override;
   bool Replace(const std::filesystem::path& file, std::string_view bytes,
                std::string* why = nullptr) override;
+  // Without a copy for the files changed in the transaction.
+  bool Holds(const std::filesystem::path& file, std::string_view bytes) override;
 
   // Replaces every changed file in the underlying store, in the order they
   // were first saved. False when one could not be replaced (the others are

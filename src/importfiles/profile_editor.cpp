@@ -180,6 +180,10 @@ void ProfileEditor::Reset() {
   stored_large_.clear();
   stored_used_ = 0;
   stored_bytes_ = 0;
+  // The text as loaded is kept as the buffer of the next save: the writers
+  // load and save the same file a dozen times, and a buffer of megabytes
+  // made afresh each time costs more than filling it.
+  if (loaded_.capacity() > spare_.capacity()) spare_.swap(loaded_);
   loaded_.clear();
   buffered_file_.clear();
   DropIndex();
@@ -202,25 +206,24 @@ std::vector<std::string> ProfileEditor::Lines() const {
 bool ProfileEditor::LoadProfileFile(std::string_view path) {
   Reset();
   const std::filesystem::path file = ResolveDataPath(path);
+  if (TakeSavedLines(file)) {
+    buffered_file_ = std::string(path);
+    return true;
+  }
   std::optional<std::string> bytes = files_->Read(file);
-  if (!bytes) {
-    saved_.valid = false;
-    return false;
-  }
-  if (!TakeSavedLines(file.native(), *bytes)) {
-    loaded_ascii_ = IsAscii(*bytes);
-    loaded_ = loaded_ascii_ ? std::move(*bytes) : Windows1252ToUtf8(*bytes);
-    SplitLines(loaded_, [this](std::string_view line) { head_.push_back(line); });
-  }
+  if (!bytes) return false;
+  loaded_ascii_ = IsAscii(*bytes);
+  loaded_ = loaded_ascii_ ? std::move(*bytes) : Windows1252ToUtf8(*bytes);
+  SplitLines(loaded_, [this](std::string_view line) { head_.push_back(line); });
   buffered_file_ = std::string(path);
   return true;
 }
 
-bool ProfileEditor::TakeSavedLines(const std::string& file, const std::string& bytes) {
+bool ProfileEditor::TakeSavedLines(const std::filesystem::path& file) {
   if (!saved_.valid) return false;
   saved_.valid = false;
   const std::string& written = saved_.bytes.empty() ? saved_.text : saved_.bytes;
-  if (saved_.file != file || written != bytes) return false;
+  if (saved_.file != file.native() || !files_->Holds(file, written)) return false;
   loaded_ascii_ = saved_.bytes.empty();
   loaded_ = std::move(saved_.text);
   head_.reserve(saved_.lines.size());
@@ -241,6 +244,8 @@ void ProfileEditor::ClearProfileBuffer() {
 
 bool ProfileEditor::SaveProfileFile(std::string_view path) {
   std::string text;
+  text.swap(spare_);
+  text.clear();
   text.reserve(loaded_.size() + loaded_.size() / 8 + stored_bytes_ +
                2 * static_cast<size_t>(LineCount()) + 64);
   std::vector<std::pair<size_t, size_t>> written_lines;

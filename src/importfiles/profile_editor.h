@@ -13,6 +13,7 @@
 #include <climits>
 #include <cstdint>
 #include <deque>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -138,8 +139,8 @@ class ProfileEditor {
 
   // What the last successful save wrote, so that loading the same file again
   // (the writers reload it for every header key) can take the lines as they
-  // were written instead of decoding and splitting the file once more. Used
-  // only when the file on disk still holds exactly these bytes.
+  // were written instead of reading, decoding and splitting the file once
+  // more. Used only when the file still holds exactly these bytes.
   struct SavedFile {
     bool valid = false;
     std::string file;   // the resolved path
@@ -147,12 +148,13 @@ class ProfileEditor {
     std::string bytes;  // the content as written; empty when equal to `text`
     std::vector<std::pair<size_t, size_t>> lines;  // offset and length in `text`
   };
-  bool TakeSavedLines(const std::string& file, const std::string& bytes);
+  bool TakeSavedLines(const std::filesystem::path& file);
   bool IsLoadedText(std::string_view line) const;
 
   std::string buffered_file_;
   SavedFile saved_;
   std::string loaded_;
+  std::string spare_;         // a buffer for the next save
   bool loaded_ascii_ = true;  // `loaded_` holds no byte above 0x7F
   // Texts set since the load, in blocks that are only ever appended to.
   std::vector<std::unique_ptr<char[]>> stored_;
