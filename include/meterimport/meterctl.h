@@ -135,6 +135,12 @@ typedef struct meterctl_setting {
 /* An instance of the control; its layout is the control's own. */
 typedef struct meterctl_instance meterctl_instance;
 
+/* How a control tells the progress of a read (methods 35 and 40) while it
+ * lasts: `done` of `total` records read, for the progress window that the
+ * read was handed. Called on the thread of the read, inside the call. */
+typedef void (*meterctl_progress_fn)(void* context, int32_t progress_window, int32_t done,
+                                     int32_t total);
+
 typedef struct meterctl_interface {
   uint32_t struct_size;    /* sizeof(meterctl_interface) of the control's build */
   uint32_t abi_version;    /* METERCTL_ABI_VERSION of the control's build */
@@ -195,6 +201,12 @@ typedef struct meterctl_interface {
    * meter or the line did), for the report that a person reads: "the meter
    * did not answer the read of kind 1 after 3 tries". May be NULL. */
   meterctl_status (*error_text)(meterctl_instance* instance, char* text, size_t text_capacity);
+
+  /* Hands the instance the function through which it reports progress
+   * during read_data and read_second_set (report NULL: no more reports).
+   * A control that never reports may leave this NULL. */
+  meterctl_status (*set_progress)(meterctl_instance* instance, meterctl_progress_fn report,
+                                  void* context);
 } meterctl_interface;
 
 /* The entry point every control exports. The table it returns is static and

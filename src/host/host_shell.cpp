@@ -27,8 +27,8 @@ StartupResult HostShell::Load(std::string_view command_line) {
   profiles_key_ = reg_root_ + "\\Profiles\\";
   context_.ModulesKey = reg_root_ + "\\modules\\";
 
-  const std::string language_dll = settings_.ReadMachineThenUser(reg_root_, "LanguageDLL", "");
-  language_ = CreateLanguageModule(TrimControlChars(language_dll), program_file_.parent_path());
+  language_name_ = TrimControlChars(settings_.ReadMachineThenUser(reg_root_, "LanguageDLL", ""));
+  language_ = CreateLanguageModule(language_name_, program_file_.parent_path());
 
   const std::string program_dir = program_file_.parent_path().string();
   context_.ImportDir = program_dir;

@@ -69,6 +69,8 @@ class HostShell {
   // The meter's settings key: ModulesKey + ModuleName.
   std::string MeterKey() const { return context_.ModulesKey + context_.ModuleName; }
   const LanguageModule* language() const { return language_.get(); }
+  // The "LanguageDLL" value, cleaned: the language module's name.
+  const std::string& LanguageName() const { return language_name_; }
   // A text of the language module, or "" when there is none.
   std::string Text(int32_t id, std::optional<std::string_view> argument = std::nullopt) const;
   const std::string& title() const { return title_; }
@@ -88,6 +90,7 @@ class HostShell {
   std::string reg_root_;
   std::string profiles_key_;
   std::unique_ptr<LanguageModule> language_;
+  std::string language_name_;
   std::string status_;
   std::string title_;
   bool finished_ = false;

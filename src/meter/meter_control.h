@@ -8,6 +8,7 @@
 // tests.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -70,6 +71,13 @@ class MeterControl {
   // What went wrong in the last call that failed, in the control's own words
   // when it has any; empty when nothing has failed or the control cannot say.
   virtual std::string FailureText() const { return {}; }
+
+  // Where the control reports the progress of a read (methods 35 and 40),
+  // for the progress window it was handed: done of total records. A control
+  // that cannot report ignores it.
+  using ProgressReceiver =
+      std::function<void(int32_t progress_window, int32_t done, int32_t total)>;
+  virtual void SetProgressReceiver(ProgressReceiver receiver) { (void)receiver; }
 };
 
 }  // namespace mi

@@ -83,12 +83,22 @@ class PluginMeterControl : public MeterControl {
       : library_(std::move(library)), table_(table), instance_(instance) {}
   ~PluginMeterControl() override {
     // The instance goes before the library that holds its code.
+    SetProgressReceiver(nullptr);
     table_->destroy(instance_);
   }
   PluginMeterControl(const PluginMeterControl&) = delete;
   PluginMeterControl& operator=(const PluginMeterControl&) = delete;
 
   std::string FailureText() const override { return last_failure_; }
+
+  void SetProgressReceiver(ProgressReceiver receiver) override {
+    constexpr size_t kEnd =
+        offsetof(meterctl_interface, set_progress) + sizeof(meterctl_interface::set_progress);
+    if (table_->struct_size < kEnd || table_->set_progress == nullptr) return;
+    progress_ = std::move(receiver);
+    table_->set_progress(instance_, progress_ ? &PluginMeterControl::ReportProgress : nullptr,
+                         this);
+  }
 
   void DriverCount(int16_t& count, int32_t& error) override {
     int16_t out = 0;
@@ -197,10 +207,16 @@ class PluginMeterControl : public MeterControl {
     return buffer.text();
   }
 
+  static void ReportProgress(void* context, int32_t window, int32_t done, int32_t total) {
+    auto* self = static_cast<PluginMeterControl*>(context);
+    if (self->progress_) self->progress_(window, done, total);
+  }
+
   LibraryHandle library_;
   const meterctl_interface* table_;
   meterctl_instance* instance_;
   std::string last_failure_;
+  ProgressReceiver progress_;
 };
 
 std::unique_ptr<MeterControl> Unavailable(std::string why, std::string* reason) {

@@ -45,7 +45,8 @@ class ProfileReader {
 
 void LoadMeterProfile(MeterProfile& profile, SettingsStore& settings, std::string_view meter_key,
                       const LanguageModule* language, int16_t meter_model,
-                      const std::filesystem::path& program, char decimal_separator) {
+                      const std::filesystem::path& program, char decimal_separator,
+                      std::string_view language_name) {
   ProfileReader read(settings, meter_key);
 
   AssignIf(profile.meterOn, ToBool16(read.Machine("Meter_SetOn", "0")));
@@ -54,11 +55,8 @@ void LoadMeterProfile(MeterProfile& profile, SettingsStore& settings, std::strin
     profile.frameSetupVisible = *configure != 0;
   }
 
-  // The help file: the program's own name with ".html", beside the program.
-  profile.helpFile = program.parent_path() / (program.filename().string() + ".html");
-  std::error_code ec;
-  profile.helpFilePresent =
-      !program.empty() && std::filesystem::is_regular_file(profile.helpFile, ec);
+  profile.helpFile = FindHelpFile(program, language_name);
+  profile.helpFilePresent = !profile.helpFile.empty();
 
   AssignIf(profile.createSingleFile, ToBool16(read.Machine("Create_SingleFile", "0")));
 
@@ -129,10 +127,33 @@ void LoadMeterProfile(MeterProfile& profile, SettingsStore& settings, std::strin
 
 MeterProfile LoadMeterProfile(SettingsStore& settings, std::string_view meter_key,
                               const LanguageModule* language, int16_t meter_model,
-                              const std::filesystem::path& program, char decimal_separator) {
+                              const std::filesystem::path& program, char decimal_separator,
+                              std::string_view language_name) {
   MeterProfile profile;
-  LoadMeterProfile(profile, settings, meter_key, language, meter_model, program, decimal_separator);
+  LoadMeterProfile(profile, settings, meter_key, language, meter_model, program, decimal_separator,
+                   language_name);
   return profile;
+}
+
+std::filesystem::path FindHelpFile(const std::filesystem::path& program,
+                                   std::string_view language_name) {
+  if (program.empty()) return {};
+  const std::string name = program.filename().string();
+  const std::filesystem::path folder = program.parent_path();
+  std::vector<std::string> names;
+  if (!language_name.empty() && language_name.find('/') == std::string_view::npos) {
+    names.push_back(name + "." + std::string(language_name) + ".html");
+  }
+  names.push_back(name + ".html");
+  for (const std::filesystem::path& place : {folder, folder / ".." / "share" / "meterimport"}) {
+    for (const std::string& file : names) {
+      std::error_code ec;
+      if (std::filesystem::is_regular_file(place / file, ec)) {
+        return (place / file).lexically_normal();
+      }
+    }
+  }
+  return {};
 }
 
 std::vector<int16_t> LaboratoryKinds(std::string_view get_lab_data) {

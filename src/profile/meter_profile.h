@@ -50,7 +50,7 @@ struct MeterProfile {
   // What the wizard shows from the profile.
   bool frameSetupVisible = false;  // "Configure_Meter"
   bool helpFilePresent = false;    // cmdHelp shown
-  std::filesystem::path helpFile;  // the program's name + ".html" beside it
+  std::filesystem::path helpFile;  // see FindHelpFile
   bool irKeyVisible = false;       // chkUseIRKey shown
   int16_t irKeyValue = 0;          // chkUseIRKey's value
   std::string irKeyCaption;        // chkUseIRKey's caption (when shown)
@@ -65,12 +65,21 @@ struct MeterProfile {
 // path of the running program; `decimal_separator` the user's.
 void LoadMeterProfile(MeterProfile& profile, SettingsStore& settings, std::string_view meter_key,
                       const LanguageModule* language, int16_t meter_model,
-                      const std::filesystem::path& program, char decimal_separator = '.');
+                      const std::filesystem::path& program, char decimal_separator = '.',
+                      std::string_view language_name = "");
 
 // The same into a fresh profile.
 MeterProfile LoadMeterProfile(SettingsStore& settings, std::string_view meter_key,
                               const LanguageModule* language, int16_t meter_model,
-                              const std::filesystem::path& program, char decimal_separator = '.');
+                              const std::filesystem::path& program, char decimal_separator = '.',
+                              std::string_view language_name = "");
+
+// The help file of `program` for the language module `language_name` (the
+// "LanguageDLL" value): the program's name + ".html", or NAME.LANGUAGE.html
+// which is preferred when present, looked for beside the program and then in
+// ../share/meterimport/ relative to it. Empty when there is none.
+std::filesystem::path FindHelpFile(const std::filesystem::path& program,
+                                   std::string_view language_name);
 
 // The laboratory kinds to read: the numbers in `get_lab_data` (separated by
 // commas, semicolons or blanks) when it holds any, otherwise 2, 3, 5, 6, 9,

@@ -36,7 +36,8 @@ StartOutcome ImportSession::Start(std::string_view command_line) {
 const MeterProfile& ImportSession::LoadProfile() {
   const HostContext& context = shell_.context();
   LoadMeterProfile(profile_, settings_, shell_.MeterKey(), shell_.language(), context.MeterID,
-                   environment_.program_file, environment_.decimal_separator);
+                   environment_.program_file, environment_.decimal_separator,
+                   shell_.LanguageName());
   return profile_;
 }
 
@@ -59,6 +60,12 @@ MeterConnection& ImportSession::connection() {
 }
 
 ImportResult ImportSession::Transfer(const TransferOptions& options) {
+  ImportResult result = Read(options);
+  if (result.reading.outcome == ReadingOutcome::kRead) Write(result, options.progress);
+  return result;
+}
+
+ImportResult ImportSession::Read(const TransferOptions& options) {
   const HostContext& context = shell_.context();
   ReadingRequest request;
   request.port = context.ComPort;
@@ -68,20 +75,23 @@ ImportResult ImportSession::Transfer(const TransferOptions& options) {
 
   ImportResult result;
   result.reading = ReadMeter(connection(), profile_, request);
-  if (result.reading.outcome != ReadingOutcome::kRead) {
-    result.report = BuildImportReport(result.reading, nullptr);
-    return result;
+  if (result.reading.outcome == ReadingOutcome::kRead) {
+    shell_.meter_identification = result.reading.info.item3;
   }
-  shell_.meter_identification = result.reading.info.item3;
+  result.report = BuildImportReport(result.reading, nullptr);
+  return result;
+}
+
+void ImportSession::Write(ImportResult& result, ImportProgress* progress) {
+  const HostContext& context = shell_.context();
   const ImportHeader header =
       MakeImportHeader(context.MeterDesc, result.reading.info.item3, context.MeterID);
   ImportProgress no_progress;
   result.package = WriteImportPackage(
       context.ImportDir, context.ImportSequence, profile_.createSingleFile != 0, header,
-      result.reading.records, clock(), options.progress ? *options.progress : no_progress,
+      result.reading.records, clock(), progress != nullptr ? *progress : no_progress,
       environment_.decimal_separator, environment_.files);
   result.report = BuildImportReport(result.reading, &*result.package);
-  return result;
 }
 
 void ImportSession::CloseMeterDriver() {

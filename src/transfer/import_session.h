@@ -99,6 +99,10 @@ class ImportSession {
   // Reads the meter on the port in use and, when it was read, writes the
   // import package; the identification goes to the start-up window.
   ImportResult Transfer(const TransferOptions& options);
+  // The same in two steps, for a window that shows what happens between
+  // them: the reading (the result has no package yet), then the writing.
+  ImportResult Read(const TransferOptions& options);
+  void Write(ImportResult& result, ImportProgress* progress);
 
   // Closes the meter connection (errors are of no interest any more).
   void CloseMeterDriver();

@@ -212,6 +212,31 @@ TEST_F(PluginControlTest, ToleratesAControlThatMisbehaves) {
   control->Disconnect(error);
   EXPECT_NE(error, 0);
   EXPECT_NE(control->FailureText().find("not provided"), std::string::npos);
+  // An older table has no failure texts and reports no progress; the members
+  // beyond its end are never called.
+  control->SetProgressReceiver([](int32_t, int32_t, int32_t) { ADD_FAILURE(); });
+  control->ReadSecondSet(count, 0, error);
+  EXPECT_EQ(control->FailureText(), "(status 0, error 7)");
+}
+
+// A read reports its progress record by record, for the window it was handed.
+TEST_F(PluginControlTest, ReportsTheProgressOfAReadForItsWindow) {
+  Register(kSimLibrary, WriteMemory("m.json", R"({"drivers": [{"key": "K", "name": "N"}],
+      "records": {"1": [{"date": "20260101"}, {"date": "20260102"}, {"date": "20260103"}]},
+      "ms_per_record": 1})"));
+  auto control = Create();
+  std::vector<std::tuple<int32_t, int32_t, int32_t>> reports;
+  control->SetProgressReceiver([&](int32_t window, int32_t done, int32_t total) {
+    reports.emplace_back(window, done, total);
+  });
+  int32_t error = 0, position = -1;
+  int16_t count = 1680;
+  std::string key = "K", text = "N";
+  control->Connect(key, 1, text, error);
+  control->ReadData(1, count, position, 1, 77, 1, error);
+  ASSERT_EQ(error, 0);
+  EXPECT_EQ(reports, (std::vector<std::tuple<int32_t, int32_t, int32_t>>{
+                         {77, 1, 3}, {77, 2, 3}, {77, 3, 3}}));
 }
 
 // Every sample memory loads through the real plug-in and gives several weeks

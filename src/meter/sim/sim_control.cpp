@@ -22,6 +22,9 @@ struct meterctl_instance {
   int16_t pump_count = 0;
   // What went wrong last, for error_text.
   std::string last_error;
+  // Where reads report their progress.
+  meterctl_progress_fn report = nullptr;
+  void* report_context = nullptr;
 };
 
 namespace mi::sim {
@@ -79,10 +82,13 @@ std::string_view BoundedView(const char* text, size_t capacity) {
   return std::string_view(text, strnlen(text, capacity));
 }
 
-void WaitFor(const SimMemory& memory, int records) {
-  if (memory.ms_per_record > 0 && records > 0) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(
-        static_cast<int64_t>(memory.ms_per_record) * static_cast<int64_t>(records)));
+// Takes the time that a read of `records` records takes over a real line,
+// and reports the progress record by record meanwhile.
+void TakeTime(const meterctl_instance* self, int32_t progress_window, int records) {
+  if (self->memory.ms_per_record <= 0) return;
+  for (int done = 1; done <= records; ++done) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(self->memory.ms_per_record));
+    if (self->report != nullptr) self->report(self->report_context, progress_window, done, records);
   }
 }
 
@@ -198,7 +204,7 @@ meterctl_status Disconnect(meterctl_instance* self, int32_t* error) {
 }
 
 meterctl_status ReadData(meterctl_instance* self, int16_t kind, int16_t* count, int32_t* position,
-                         int32_t /*constant1*/, int32_t /*progress_window*/, int32_t /*constant2*/,
+                         int32_t /*constant1*/, int32_t progress_window, int32_t /*constant2*/,
                          int32_t* error) {
   if (self == nullptr || count == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
   if (!self->connected)
@@ -211,7 +217,7 @@ meterctl_status ReadData(meterctl_instance* self, int16_t kind, int16_t* count, 
   const size_t held = set == self->memory.records.end() ? 0 : set->second.size();
   const size_t wanted = *count > 0 ? static_cast<size_t>(*count) : 0;
   const auto available = static_cast<int16_t>(std::min(held, wanted));
-  WaitFor(self->memory, available);
+  TakeTime(self, progress_window, available);
   self->read_kind = kind;
   self->read_count = available;
   *count = available;
@@ -238,14 +244,14 @@ meterctl_status GetDataRecord(meterctl_instance* self, int32_t index, meterctl_r
   return Succeed(error);
 }
 
-meterctl_status ReadSecondSet(meterctl_instance* self, int16_t* count, int32_t /*progress_window*/,
+meterctl_status ReadSecondSet(meterctl_instance* self, int16_t* count, int32_t progress_window,
                               int32_t* error) {
   if (self == nullptr || count == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
   if (!self->connected)
     return Fail(self, error, METERCTL_ERR_NOT_CONNECTED, "no meter is connected");
   if (self->memory.Fails("pump")) return Simulated(self, error, "pump");
   const auto available = static_cast<int16_t>(std::min(self->memory.pump.size(), kMaxEntries));
-  WaitFor(self->memory, available);
+  TakeTime(self, progress_window, available);
   self->pump_count = available;
   *count = available;
   return Succeed(error);
@@ -276,6 +282,13 @@ meterctl_status ErrorText(meterctl_instance* self, char* text, size_t capacity) 
   return METERCTL_OK;
 }
 
+meterctl_status SetProgress(meterctl_instance* self, meterctl_progress_fn report, void* context) {
+  if (self == nullptr) return METERCTL_ERR_ARGUMENT;
+  self->report = report;
+  self->report_context = context;
+  return METERCTL_OK;
+}
+
 const meterctl_interface kInterface = {
     sizeof(meterctl_interface),
     METERCTL_ABI_VERSION,
@@ -292,6 +305,7 @@ const meterctl_interface kInterface = {
     ReadSecondSet,
     GetSecondSetRecord,
     ErrorText,
+    SetProgress,
 };
 
 }  // namespace

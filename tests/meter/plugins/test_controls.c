@@ -1,6 +1,7 @@
 /* Controls that misbehave, for the tests of the plug-in loader: built as
  * several small libraries from this one file (see ../CMakeLists.txt).
- *   TEST_CONTROL_ROGUE      texts without terminators, failure statuses with
+ *   TEST_CONTROL_ROGUE      an older table without the later members; texts
+ *                           without terminators, failure statuses with
  *                           the error flag left at 0, a missing method
  *   TEST_CONTROL_BADVERSION an interface table of a later version
  *   TEST_CONTROL_NOCREATE   creation fails
@@ -118,6 +119,13 @@ static meterctl_interface table;
 
 static const meterctl_interface* Fill(void) {
   table.struct_size = sizeof table;
+#ifdef TEST_CONTROL_ROGUE
+  /* Built before the members after the nine methods existed: its table ends
+   * there, and what lies beyond must never be used. */
+  table.struct_size = offsetof(meterctl_interface, error_text);
+  table.error_text = (meterctl_status(*)(meterctl_instance*, char*, size_t))1;
+  table.set_progress = (meterctl_status(*)(meterctl_instance*, meterctl_progress_fn, void*))1;
+#endif
   table.abi_version = METERCTL_ABI_VERSION;
 #ifdef TEST_CONTROL_BADVERSION
   table.abi_version = METERCTL_ABI_VERSION + 1;
