@@ -9,6 +9,13 @@ packages=(
   cmake ninja-build g++ pkg-config
   libsqlite3-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  # The windows: Qt 6 (Core, Gui, Widgets, DBus, Test; SVG for the pictures)
+  # and what Qt's CMake packages look for.
+  qt6-base-dev qt6-svg-dev libgl-dev libvulkan-dev libxkbcommon-dev
+  # The status link's tests run a private session bus.
+  dbus-daemon dbus-session-bus-common
+  # Windows shown and driven on a virtual display; fonts, "Arial" among them.
+  xvfb xauth xdotool x11-utils fonts-dejavu-core fonts-liberation2
 )
 if [[ "${1:-}" == "--fuzz" ]]; then
   packages+=(clang libclang-rt-14-dev libfuzzer-14-dev)

@@ -1,0 +1,105 @@
+#include "host/status_link.h"
+
+#include <QByteArray>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QList>
+#include <QString>
+#include <QVariant>
+#include <QtGlobal>
+#include <atomic>
+#include <climits>
+#include <utility>
+
+namespace mi {
+namespace {
+
+QString ToQString(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+// A connection of its own for every link: Qt's shared session connection
+// keeps the address it was first made with, and closing one link must not
+// close another's.
+std::string NewConnectionName() {
+  static std::atomic<unsigned> counter{0};
+  return "meterimport-status-link-" + std::to_string(++counter);
+}
+
+QDBusConnection ConnectToSessionBus(const QString& name) {
+  const QByteArray address = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+  if (address.isEmpty()) return QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
+  return QDBusConnection::connectToBus(QString::fromUtf8(address), name);
+}
+
+}  // namespace
+
+DBusStatusLink::DBusStatusLink(std::string bus_name)
+    : bus_name_(std::move(bus_name)), connection_name_(NewConnectionName()) {}
+
+DBusStatusLink::~DBusStatusLink() {
+  if (link_mode_ != 0) Disconnect();
+}
+
+bool DBusStatusLink::Open() {
+  if (link_mode_ != 0) return true;
+  const QString name = ToQString(connection_name_);
+  QDBusConnection connection = ConnectToSessionBus(name);
+  if (connection.isConnected()) {
+    QDBusMessage ask = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameHasOwner"));
+    ask << ToQString(bus_name_);
+    const QDBusMessage answer = connection.call(ask, QDBus::Block, TimeoutMilliseconds());
+    if (answer.type() == QDBusMessage::ReplyMessage && answer.arguments().size() == 1 &&
+        answer.arguments().front().toBool()) {
+      link_mode_ = 1;
+      return true;
+    }
+  }
+  QDBusConnection::disconnectFromBus(name);
+  return false;
+}
+
+void DBusStatusLink::Execute(std::string_view command) {
+  if (link_mode_ == 0) return;
+  QDBusMessage call = QDBusMessage::createMethodCall(
+      ToQString(bus_name_), QString::fromLatin1(kStatusObjectPath),
+      QString::fromLatin1(kStatusInterface), QString::fromLatin1(kStatusMethod));
+  call << ToQString(command);
+  // Only the host that owns the name now; the bus is not to start one.
+  call.setAutoStartService(false);
+  QDBusConnection(ToQString(connection_name_)).call(call, QDBus::Block, TimeoutMilliseconds());
+}
+
+void DBusStatusLink::Close() {
+  const int remembered = link_timeout_;
+  link_timeout_ = 1;
+  if (link_mode_ != 0) EndConversation();
+  link_mode_ = 0;
+  link_timeout_ = remembered;
+}
+
+void DBusStatusLink::EndConversation() {
+  Disconnect();
+}
+
+void DBusStatusLink::Disconnect() {
+  const QString name = ToQString(connection_name_);
+  // Qt finishes a call that failed (a time-out, an error answer) on its D-Bus
+  // thread only after the caller has woken. One last round trip to the bus,
+  // within LinkTimeout, lets that finish first; otherwise a process that ends
+  // right after closing races Qt's own shutdown on that thread.
+  const QDBusMessage ping = QDBusMessage::createMethodCall(
+      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+      QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping"));
+  QDBusConnection(name).call(ping, QDBus::Block, TimeoutMilliseconds());
+  QDBusConnection::disconnectFromBus(name);
+}
+
+int DBusStatusLink::TimeoutMilliseconds() const {
+  const int tenths = qBound(1, link_timeout_, INT_MAX / 100);
+  return tenths * 100;
+}
+
+}  // namespace mi

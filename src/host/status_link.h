@@ -1,0 +1,76 @@
+#pragma once
+
+// The status link of the start-up window's `status` label: the host's status
+// service on the session bus. Every status command is one blocking call of
+// the host's Execute method that waits at most LinkTimeout tenths of a second
+// for the answer; every failure is ignored.
+//
+// The link is opened once, at start-up, and only when the session bus can be
+// reached and the host's name has an owner. A link that is not open sends
+// nothing and waits for nothing.
+
+#include <string>
+#include <string_view>
+
+#include "host/status_channel.h"
+
+namespace mi {
+
+// The host's end of the link.
+inline constexpr const char* kStatusBusName = "Orvantix.DDEImpStatus";
+inline constexpr const char* kStatusObjectPath = "/DDEImpStatus";
+inline constexpr const char* kStatusInterface = "Orvantix.DDEImpStatus";
+inline constexpr const char* kStatusMethod = "Execute";
+
+// LinkTimeout as a label starts with it: five seconds.
+inline constexpr int kDefaultLinkTimeout = 50;
+
+class DBusStatusLink : public StatusChannel {
+ public:
+  // `bus_name` is the name the host owns on the session bus.
+  explicit DBusStatusLink(std::string bus_name = kStatusBusName);
+  ~DBusStatusLink() override;
+  DBusStatusLink(const DBusStatusLink&) = delete;
+  DBusStatusLink& operator=(const DBusStatusLink&) = delete;
+
+  // Connects to the session bus (DBUS_SESSION_BUS_ADDRESS, or the bus's usual
+  // place when it is not set) and asks whether the host's name has an owner,
+  // waiting at most LinkTimeout for the answer. LinkMode becomes 1 when it
+  // has; otherwise it stays 0 and the connection is dropped. True when open.
+  bool Open();
+
+  // 1 while the link is open, 0 otherwise.
+  int LinkMode() const { return link_mode_; }
+
+  // The longest wait for the host's answer to one command, in tenths of a
+  // second. A value below 1 counts as 1.
+  int LinkTimeout() const { return link_timeout_; }
+  void SetLinkTimeout(int tenths) { link_timeout_ = tenths; }
+
+  // Sends one command while the link is open and waits for the answer at most
+  // LinkTimeout. No answer, an error answer or a lost bus changes nothing.
+  void Execute(std::string_view command) override;
+
+  // Closes the link so that it cannot hang on a host that does not answer:
+  // LinkTimeout is 1 while the conversation ends, then the previous value is
+  // put back. Nothing is sent to the host; ending the conversation waits at
+  // most LinkTimeout for one round trip to the bus. Without an open link this
+  // does nothing else.
+  void Close();
+
+ protected:
+  // Ends the conversation (the bus connection). Close calls it, with
+  // LinkTimeout at 1, only while the link is open.
+  virtual void EndConversation();
+
+ private:
+  int TimeoutMilliseconds() const;
+  void Disconnect();
+
+  std::string bus_name_;
+  std::string connection_name_;  // unique per link, for Qt's connection table
+  int link_mode_ = 0;
+  int link_timeout_ = kDefaultLinkTimeout;
+};
+
+}  // namespace mi

@@ -1,0 +1,230 @@
+// The status link against a private session bus, with the built
+// meterimport-status-monitor as the host. A link that must not wait is given
+// a LinkTimeout far beyond the test's ctest TIMEOUT, so that a wait fails the
+// test.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QProcess>
+#include <QStringList>
+#include <QThread>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "host/status_link.h"
+#include "support/scoped_env.h"
+#include "support/temp_dir.h"
+
+namespace mi {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr int kForever = 100000;  // tenths: hours
+
+// Polls until `done` holds; gives up after about ten seconds.
+template <typename Done>
+bool Eventually(Done done) {
+  for (int i = 0; i < 1000 && !done(); ++i) QThread::msleep(10);
+  return done();
+}
+
+// Records what Close hands to the end of the conversation.
+class RecordingLink : public DBusStatusLink {
+ public:
+  using DBusStatusLink::DBusStatusLink;
+  int ends = 0;
+  int timeout_while_ending = 0;
+
+ protected:
+  void EndConversation() override {
+    ++ends;
+    timeout_while_ending = LinkTimeout();
+    DBusStatusLink::EndConversation();
+  }
+};
+
+class StatusLinkTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    bus_.start("dbus-daemon", {"--session", "--nofork", "--print-address=1"});
+    ASSERT_TRUE(bus_.waitForStarted()) << "dbus-daemon cannot be started";
+    ASSERT_TRUE(Eventually([&] { return bus_.canReadLine() || bus_.waitForReadyRead(10); }));
+    address_ = bus_.readLine().trimmed().toStdString();
+    session_.emplace("DBUS_SESSION_BUS_ADDRESS", address_.c_str());
+  }
+
+  void TearDown() override {
+    QDBusConnection::disconnectFromBus("probe");
+    for (QProcess* process : {&host_, &bus_}) {
+      process->terminate();
+      process->waitForFinished(10000);
+    }
+  }
+
+  bool NameHasOwner(const QString& name) {
+    QDBusConnection probe =
+        QDBusConnection::connectToBus(QString::fromStdString(address_), "probe");
+    return probe.interface()->isServiceRegistered(name).value();
+  }
+
+  // Starts the host with `args` and returns once it owns `name`.
+  void StartHost(const QStringList& args, const QString& name = kStatusBusName) {
+    host_.setStandardOutputFile(QString::fromStdString((dir_ / "host.out").string()));
+    host_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    host_.start(METERIMPORT_STATUS_MONITOR, args);
+    ASSERT_TRUE(host_.waitForStarted());
+    ASSERT_TRUE(Eventually([&] { return NameHasOwner(name); }));
+  }
+
+  // What the host printed once it has printed `count` lines.
+  Lines HostLines(size_t count) {
+    Lines lines;
+    Eventually([&] {
+      lines.clear();
+      std::istringstream in(test::ReadFile(dir_ / "host.out"));
+      for (std::string line; std::getline(in, line);) lines.push_back(line);
+      return lines.size() >= count;
+    });
+    return lines;
+  }
+
+  // Sends `command` through a link of its own that waits at most a tenth.
+  static void SendMarker(const std::string& command) {
+    DBusStatusLink marker;
+    marker.SetLinkTimeout(1);
+    ASSERT_TRUE(marker.Open());
+    marker.Execute(command);
+    marker.Close();
+  }
+
+  test::TempDir dir_;
+  QProcess bus_;
+  QProcess host_;
+  std::string address_;
+  std::optional<test::ScopedEnv> session_;
+};
+
+TEST_F(StatusLinkTest, SendsEachCommandInOrderOneLineEach) {
+  StartHost({});
+  DBusStatusLink link;
+  EXPECT_EQ(link.LinkMode(), 0);
+  EXPECT_EQ(link.LinkTimeout(), 50);
+  ASSERT_TRUE(link.Open());
+  EXPECT_EQ(link.LinkMode(), 1);
+  for (const char* caption :
+       {"Accu-Chek Sensor Complete", "", "Übertragung | 312 Werte", "Accu-Chek Sensor Complete"}) {
+    link.Execute(StatusCommand(caption));
+  }
+  EXPECT_EQ(HostLines(4),
+            (Lines{"STATUS|Accu-Chek Sensor Complete", "STATUS|", "STATUS|Übertragung | 312 Werte",
+                   "STATUS|Accu-Chek Sensor Complete"}));
+}
+
+TEST_F(StatusLinkTest, AHostThatNeverAnswersDelaysButDoesNotStopLaterCommands) {
+  StartHost({"--never-answer", "Test.StatusHost"}, "Test.StatusHost");
+  DBusStatusLink link("Test.StatusHost");
+  link.SetLinkTimeout(2);
+  ASSERT_TRUE(link.Open());
+  for (const char* command : {"STATUS|1", "STATUS|2", "STATUS|3"}) link.Execute(command);
+  EXPECT_EQ(link.LinkMode(), 1);
+  EXPECT_EQ(HostLines(3), (Lines{"STATUS|1", "STATUS|2", "STATUS|3"}));
+}
+
+// A link is made at start-up or never: one that found no bus, or no host on
+// it, sends nothing and waits for nothing when a host turns up later.
+TEST_F(StatusLinkTest, ALinkIsMadeAtStartUpOrNever) {
+  DBusStatusLink no_bus, no_address, no_host;
+  {
+    const test::ScopedEnv env("DBUS_SESSION_BUS_ADDRESS",
+                              ("unix:path=" + (dir_ / "no-bus").string()).c_str());
+    EXPECT_FALSE(no_bus.Open());
+  }
+  {
+    const test::ScopedEnv env("DBUS_SESSION_BUS_ADDRESS", nullptr);
+    const test::ScopedEnv runtime("XDG_RUNTIME_DIR", dir_.path().c_str());
+    const test::ScopedEnv display("DISPLAY", nullptr);
+    EXPECT_FALSE(no_address.Open());
+  }
+  EXPECT_FALSE(no_host.Open());
+  StartHost({"--never-answer"});
+  for (DBusStatusLink* link : {&no_bus, &no_address, &no_host}) {
+    EXPECT_EQ(link->LinkMode(), 0);
+    link->SetLinkTimeout(kForever);
+    link->Execute("STATUS|lost");
+  }
+  SendMarker("STATUS|marker");
+  EXPECT_EQ(HostLines(1), Lines{"STATUS|marker"});
+}
+
+TEST_F(StatusLinkTest, ClosingUsesTheShortTimeoutAndPutsLinkTimeoutBack) {
+  RecordingLink never_opened;
+  never_opened.SetLinkTimeout(kForever);
+  never_opened.Close();
+  EXPECT_EQ(never_opened.ends, 0);
+  EXPECT_EQ(never_opened.LinkTimeout(), kForever);
+
+  StartHost({"--never-answer"});
+  RecordingLink link;
+  link.SetLinkTimeout(37);
+  ASSERT_TRUE(link.Open());
+  link.Close();
+  EXPECT_EQ(link.ends, 1);
+  EXPECT_EQ(link.timeout_while_ending, 1);
+  EXPECT_EQ(link.LinkTimeout(), 37);
+  EXPECT_EQ(link.LinkMode(), 0);
+  link.SetLinkTimeout(kForever);
+  link.Execute("STATUS|after closing");
+  SendMarker("STATUS|marker");
+  EXPECT_EQ(HostLines(1), Lines{"STATUS|marker"});
+}
+
+TEST_F(StatusLinkTest, TheMonitorRefusesATakenNameAndEndsCleanlyOnSignals) {
+  StartHost({});
+  QProcess second;
+  second.start(METERIMPORT_STATUS_MONITOR, {});
+  ASSERT_TRUE(second.waitForFinished(10000));
+  EXPECT_EQ(second.exitCode(), 1);
+  const QString error = QString::fromUtf8(second.readAllStandardError());
+  EXPECT_EQ(error.count('\n'), 1) << error.toStdString();
+  EXPECT_TRUE(error.contains(kStatusBusName)) << error.toStdString();
+
+  for (int signal : {SIGTERM, SIGINT}) {
+    ::kill(static_cast<pid_t>(host_.processId()), signal);
+    ASSERT_TRUE(host_.waitForFinished(10000));
+    EXPECT_EQ(host_.exitStatus(), QProcess::NormalExit) << signal;
+    EXPECT_EQ(host_.exitCode(), 0) << signal;
+    EXPECT_TRUE(Eventually([&] { return !NameHasOwner(kStatusBusName); }));
+    if (signal == SIGTERM) StartHost({});
+  }
+}
+
+TEST_F(StatusLinkTest, TheMonitorsCommandLine) {
+  const std::pair<QStringList, int> runs[] = {
+      {{"--help"}, 0},         {{"--answer-after", "soon"}, 2},
+      {{"--answer-after"}, 2}, {{"--never-answer", "--answer-after", "5"}, 2},
+      {{"A.B", "C.D"}, 2},     {{"not a bus name"}, 1},
+  };
+  for (const auto& [args, status] : runs) {
+    QProcess monitor;
+    monitor.start(METERIMPORT_STATUS_MONITOR, args);
+    ASSERT_TRUE(monitor.waitForFinished(10000)) << args.join(' ').toStdString();
+    EXPECT_EQ(monitor.exitCode(), status) << args.join(' ').toStdString();
+  }
+}
+
+}  // namespace
+}  // namespace mi
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  // Qt D-Bus wants an application object in the process.
+  QCoreApplication app(argc, argv);
+  return RUN_ALL_TESTS();
+}
