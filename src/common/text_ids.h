@@ -67,6 +67,11 @@ inline constexpr int16_t kTextMeterCaption = 1249;
 inline constexpr int16_t kTextReading = 1255;
 // Caption of the infrared-key check box (chkUseIRKey).
 inline constexpr int16_t kTextIrKey = 1381;
+// The line on the result screen when something was lost on the way, and the
+// heading of its details.
+inline constexpr int16_t kTextLossNotice = 1285;
+inline constexpr int16_t kTextLossDetails = 1287;
+
 
 // ---- Buttons ("caption|tooltip") ---------------------------------------------
 
@@ -76,6 +81,7 @@ inline constexpr int16_t kTextHelp = 1252;       // cmdHelp
 inline constexpr int16_t kTextSetup = 1253;      // cmdSetup
 inline constexpr int16_t kTextUsbInfo = 1254;    // cmdUSBInfo
 inline constexpr int16_t kTextResultNext = 908;  // cmdNext on the result screen
+inline constexpr int16_t kTextDetails = 1286;    // cmdDetails on the result screen
 
 // ---- Insulin types and the setup dialogs -------------------------------------
 
@@ -131,6 +137,9 @@ inline constexpr int16_t kSingleIds[] = {
     kTextRenameInsulinTitle,
     kTextSetupCaption,
     kTextIrKey,
+    kTextLossNotice,
+    kTextDetails,
+    kTextLossDetails,
 };
 
 inline constexpr size_t kCount =

@@ -15,6 +15,14 @@ class StatusChannel {
   virtual void Execute(std::string_view command) = 0;
 };
 
+// The link to the host's status service: opened at start-up, closed when the
+// module ends. A link that could not be opened sends nothing.
+class StatusLink : public StatusChannel {
+ public:
+  virtual bool Open() = 0;
+  virtual void Close() = 0;
+};
+
 // The command for a caption, exactly: nothing after the caption.
 inline std::string StatusCommand(std::string_view caption) {
   return "STATUS|" + std::string(caption);

@@ -25,7 +25,7 @@ inline constexpr const char* kStatusMethod = "Execute";
 // LinkTimeout as a label starts with it: five seconds.
 inline constexpr int kDefaultLinkTimeout = 50;
 
-class DBusStatusLink : public StatusChannel {
+class DBusStatusLink : public StatusLink {
  public:
   // `bus_name` is the name the host owns on the session bus.
   explicit DBusStatusLink(std::string bus_name = kStatusBusName);
@@ -37,7 +37,7 @@ class DBusStatusLink : public StatusChannel {
   // place when it is not set) and asks whether the host's name has an owner,
   // waiting at most LinkTimeout for the answer. LinkMode becomes 1 when it
   // has; otherwise it stays 0 and the connection is dropped. True when open.
-  bool Open();
+  bool Open() override;
 
   // 1 while the link is open, 0 otherwise.
   int LinkMode() const { return link_mode_; }
@@ -56,7 +56,7 @@ class DBusStatusLink : public StatusChannel {
   // put back. Nothing is sent to the host; ending the conversation waits at
   // most LinkTimeout for one round trip to the bus. Without an open link this
   // does nothing else.
-  void Close();
+  void Close() override;
 
  protected:
   // Ends the conversation (the bus connection). Close calls it, with

@@ -44,6 +44,7 @@ ReadingResult ReadMeter(MeterConnection& connection, const MeterProfile& profile
     return result;
   }
   result.outcome = ReadingOutcome::kRead;
+  if (request.connected) request.connected();
 
   Attempt(result, [&] { connection.ReadMeterInfo(result.info); });
 

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,6 +34,9 @@ struct ReadingRequest {
   std::string driver_name;                // the meter's family, or the infrared key's driver
   int32_t progress_window = 0;            // handed to the control's reads
   std::vector<int16_t> laboratory_kinds;  // read in this order
+  // Called once the connection is made, before anything is read (a window
+  // shows its transfer page then).
+  std::function<void()> connected;
 };
 
 struct ReadingResult {

@@ -72,6 +72,7 @@ ImportResult ImportSession::Read(const TransferOptions& options) {
   request.driver_name = ReadingDriverName(context.MeterFamily, options.use_ir_key);
   request.progress_window = options.progress_window;
   request.laboratory_kinds = LaboratoryKinds(profile_.getLabData);
+  request.connected = options.connected;
 
   ImportResult result;
   result.reading = ReadMeter(connection(), profile_, request);

@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,6 +59,7 @@ struct TransferOptions {
   bool use_ir_key = false;             // the user chose the infrared key
   int32_t progress_window = 0;         // handed to the control's reads
   ImportProgress* progress = nullptr;  // the writers' progress displays
+  std::function<void()> connected;     // the meter is connected: reading starts
 };
 
 struct ImportResult {

@@ -1,0 +1,69 @@
+// meterimport PRODUCTKEY SEQUENCE PORT METERID HOSTWINDOW: the module as the
+// diary starts it. The five fields are the whole command line: Qt is handed
+// none of them, so a field such as "-style" stays the host's.
+
+#include <QtWidgets/QApplication>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "common/locale_info.h"
+#include "host/command_line.h"
+#include "host/frmMain.h"
+#include "host/status_link.h"
+#include "ui/event_pump.h"
+#include "ui/window_services.h"
+
+namespace {
+
+// The windowing system to use: with a host window to live in and an X
+// display, the X11 platform (also in a Wayland session), whose windows can be
+// made children of the host's.
+void ChoosePlatform(const mi::CommandLine& fields) {
+  const char* display = std::getenv("DISPLAY");
+  if (fields.host_window > 0 && display != nullptr && *display != '\0') {
+    setenv("QT_QPA_PLATFORM", "xcb", 1);
+  }
+}
+
+bool AnyDisplay() {
+  for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+    const char* value = std::getenv(name);
+    if (value != nullptr && *value != '\0') return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string command_line = mi::JoinArguments(argc, argv);
+  ChoosePlatform(mi::ParseCommandLine(command_line));
+  if (!AnyDisplay()) {
+    std::fprintf(stderr,
+                 "meterimport: no display to show the wizard on (DISPLAY is not set); "
+                 "meterimport-batch imports without windows\n");
+    return 0;
+  }
+
+  int qt_argc = 1;
+  char* qt_argv[] = {argv[0], nullptr};
+  QApplication application(qt_argc, qt_argv);
+  QApplication::setApplicationName("meterimport");
+  QApplication::setApplicationDisplayName("meterimport");
+  mi::ScopedQtEventPump pump;
+
+  mi::ImportEnvironment environment;
+  std::error_code ec;
+  environment.program_file = std::filesystem::read_symlink("/proc/self/exe", ec);
+  if (ec) environment.program_file = argv[0];
+  environment.decimal_separator = mi::UserDecimalSeparator();
+
+  mi::DBusStatusLink link;
+  mi::frmMain start_up(environment, mi::DesktopServices(), link);
+  start_up.Load(command_line);
+  if (!start_up.finished()) QApplication::exec();
+  return 0;
+}

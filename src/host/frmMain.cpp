@@ -1,0 +1,119 @@
+#include "host/frmMain.h"
+
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QListWidget>
+
+#include <cstdio>
+#include <limits>
+
+#include "host/command_line.h"
+#include "host/meter_catalogue.h"
+#include "ui/localise.h"
+#include "ui/pictures.h"
+#include "wizard/frmAccuSensorComplete.h"
+
+namespace mi {
+
+// The status channel of the session: the caption goes to the label, the
+// command to the host.
+class frmMain::StatusLabel : public StatusChannel {
+ public:
+  StatusLabel(QLabel*& label, StatusLink& link) : label_(label), link_(link) {}
+  void Execute(std::string_view command) override {
+    if (label_ != nullptr) label_->setText(Q(command.substr(StatusCommand("").size())));
+    link_.Execute(command);
+  }
+
+ private:
+  QLabel*& label_;
+  StatusLink& link_;
+};
+
+std::vector<std::string> FieldSplitter::Fields(std::string_view line) const {
+  return SplitCommandLineFields(line);
+}
+
+frmMain::frmMain(ImportEnvironment environment, WindowServices services, StatusLink& link)
+    : QWidget(nullptr),
+      services_(std::move(services)),
+      link_(link),
+      status_channel_(std::make_unique<StatusLabel>(status_, link)),
+      session_(std::move(environment), status_channel_.get()),
+      vsawk_(new FieldSplitter(this)),
+      lbMeters_(new QListWidget(this)),
+      status_(new QLabel(this)) {
+  setObjectName("frmMain");
+  lbMeters_->setObjectName("lbMeters");
+  status_->setObjectName("status");
+}
+
+frmMain::~frmMain() {
+  Unload();
+}
+
+QString frmMain::status() const {
+  return status_->text();
+}
+
+void frmMain::Load(const std::string& command_line) {
+  // The link is open from the start when the host is there to hear it.
+  link_.Open();
+  MakeTopmost(this);
+  switch (session_.Start(command_line)) {
+    case StartOutcome::kNoMeterId:
+      services_.messages->Show(nullptr, kMeterIdRequired, MessageIcon::kNone);
+      SetFinished(true);
+      return;
+    case StartOutcome::kNoImportDir:
+      // No import folder: no wizard; the module waits for the host to end it.
+      return;
+    case StartOutcome::kReady:
+      break;
+  }
+  Action(session_.shell().context().MeterID);
+}
+
+void frmMain::Action(int16_t mode) {
+  const HostContext& context = session_.shell().context();
+  setWindowTitle(Q(context.MeterDesc));
+  wizard_ = std::make_unique<frmAccuSensorComplete>(*this);
+  // The meter's picture; a number beyond the 16-bit range has none.
+  if (int{mode} + 100 <= std::numeric_limits<int16_t>::max()) {
+    wizard_->imgstp(0)->LoadPicture(mode + 100);
+  }
+  wizard_->Form_Load();
+  EmbedIntoHostWindow(wizard_.get(), context.HostWindow);
+  for (const std::string& notice : session_.notices()) {
+    std::fprintf(stderr, "meterimport: %s\n", notice.c_str());
+  }
+  wizard_->Go();
+}
+
+bool frmMain::HasSetupDialog() const {
+  return false;
+}
+
+void frmMain::CallSetup(QWidget*, QWidget* container) {
+  // No setup dialog for this meter: nothing to wait for.
+  container->hide();
+}
+
+void frmMain::SetFinished(bool finished) {
+  session_.shell().SetFinished(finished);  // stores the port in use
+  if (!finished || finished_) return;
+  finished_ = true;
+  Unload();
+  if (services_.end_process) services_.end_process();
+}
+
+void frmMain::Unload() {
+  if (unloaded_) return;
+  unloaded_ = true;
+  // The wizard first, then the meter driver, then the status link; the
+  // language module goes with the session.
+  if (wizard_) wizard_->Form_Unload();
+  session_.CloseMeterDriver();
+  link_.Close();
+}
+
+}  // namespace mi

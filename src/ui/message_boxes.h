@@ -1,0 +1,43 @@
+#pragma once
+
+// The module's message boxes and its input box, behind an interface: the Qt
+// implementation shows them modally; tests use a double that records each
+// box and gives a prepared answer, so that no test ever waits on one.
+
+#include <optional>
+#include <string>
+
+class QWidget;
+
+namespace mi {
+
+enum class MessageIcon { kNone, kInformation, kExclamation, kStop, kQuestion };
+enum class MessageButtons { kOk, kOkCancel, kYesNo };
+enum class MessageAnswer { kOk, kCancel, kYes, kNo };
+
+class MessageBoxes {
+ public:
+  virtual ~MessageBoxes() = default;
+
+  // A message box over `parent` with `text`; an empty `title` is the
+  // application's title.
+  virtual MessageAnswer Show(QWidget* parent, const std::string& text, MessageIcon icon,
+                             MessageButtons buttons = MessageButtons::kOk,
+                             const std::string& title = "") = 0;
+
+  // An input box: what the person typed, or nullopt when they cancelled.
+  virtual std::optional<std::string> Input(QWidget* parent, const std::string& prompt,
+                                           const std::string& title,
+                                           const std::string& preset) = 0;
+};
+
+class QtMessageBoxes final : public MessageBoxes {
+ public:
+  MessageAnswer Show(QWidget* parent, const std::string& text, MessageIcon icon,
+                     MessageButtons buttons = MessageButtons::kOk,
+                     const std::string& title = "") override;
+  std::optional<std::string> Input(QWidget* parent, const std::string& prompt,
+                                   const std::string& title, const std::string& preset) override;
+};
+
+}  // namespace mi

@@ -1,0 +1,42 @@
+#include "ui/pictures.h"
+
+#include <QtCore/QFile>
+#include <QtGui/QPainter>
+#include <QtSvg/QSvgRenderer>
+
+namespace mi {
+
+std::optional<QByteArray> PictureResource(int id) {
+  const bool meter = id > 100 && id < 1000;
+  const QString name = meter ? QStringLiteral(":/pictures/meter-%1.svg").arg(id)
+                             : QStringLiteral(":/pictures/wizard-%1.svg").arg(id);
+  QFile file(name);
+  if (id <= 100 || !file.open(QIODevice::ReadOnly)) return std::nullopt;
+  return file.readAll();
+}
+
+PictureBox::PictureBox(QWidget* parent) : QWidget(parent), renderer_(new QSvgRenderer(this)) {
+  setMinimumSize(80, 100);
+}
+
+PictureBox::~PictureBox() = default;
+
+bool PictureBox::LoadPicture(int id) {
+  const std::optional<QByteArray> drawing = PictureResource(id);
+  if (!drawing || !renderer_->load(*drawing)) return false;
+  picture_ = id;
+  update();
+  return true;
+}
+
+void PictureBox::paintEvent(QPaintEvent*) {
+  if (!renderer_->isValid()) return;
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  QSizeF size = renderer_->defaultSize();
+  size.scale(QSizeF(this->size()), Qt::KeepAspectRatio);
+  const QRectF target(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size);
+  renderer_->render(&painter, target);
+}
+
+}  // namespace mi

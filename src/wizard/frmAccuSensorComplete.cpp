@@ -1,0 +1,702 @@
+#include "wizard/frmAccuSensorComplete.h"
+
+#include <QtCore/QRandomGenerator>
+#include <QtCore/QSignalBlocker>
+#include <QtCore/QTimer>
+#include <QtGui/QCloseEvent>
+#include <QtGui/QKeySequence>
+#include <QtGui/QShortcut>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QCheckBox>
+#include <QtWidgets/QFrame>
+#include <QtWidgets/QGridLayout>
+#include <QtWidgets/QGroupBox>
+#include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QListWidget>
+#include <QtWidgets/QProgressBar>
+#include <QtWidgets/QPushButton>
+#include <QtWidgets/QVBoxLayout>
+
+#include <limits>
+
+#include "common/conversions.h"
+#include "common/settings_store.h"
+#include "common/text_helpers.h"
+#include "common/text_ids.h"
+#include "ui/localise.h"
+#include "ui/pictures.h"
+#include "ui/window_services.h"
+#include "wizard/port_list.h"
+#include "wizard/wizard_host.h"
+
+namespace mi {
+namespace {
+
+constexpr int16_t kHighestPort = 16;
+constexpr int kAnimationMs = 120;
+// The meter picture and the wizard picture of a meter.
+constexpr int kMeterPictureBase = 100;
+constexpr int kWizardPictureBase = 1100;
+
+void SetTag(QWidget* widget, int16_t text_id) {
+  widget->setProperty(kTagProperty, QStringLiteral("L%1").arg(text_id));
+}
+
+QLabel* NewLabel(QWidget* parent, const char* name, const char* german, int16_t tag = 0) {
+  auto* label = new QLabel(QString::fromUtf8(german), parent);
+  label->setObjectName(name);
+  label->setWordWrap(true);
+  if (tag != 0) SetTag(label, tag);
+  return label;
+}
+
+QPushButton* NewButton(QWidget* parent, const char* name, const char* german, const char* tip,
+                       int16_t tag) {
+  auto* button = new QPushButton(QString::fromUtf8(german), parent);
+  button->setObjectName(name);
+  button->setToolTip(QString::fromUtf8(tip));
+  SetTag(button, tag);
+  return button;
+}
+
+// The writers' progress on the wizard: the bar "pbar" and the counter text.
+// The second display of the writers counts the same records as the bar, so
+// this window shows them once.
+class WizardProgress : public ImportProgress {
+ public:
+  WizardProgress(QWidget* window, QProgressBar* bar, QLabel* counter)
+      : window_(window), bar_(bar), counter_(counter) {}
+  void ShowBusy() override { window_->setCursor(Qt::WaitCursor); }
+  void StartBar(int32_t highest) override {
+    bar_->setRange(1, std::max(1, highest));
+    bar_->setValue(0);
+    window_->repaint();
+  }
+  void SetBarValue(int32_t value) override { bar_->setValue(value); }
+  void SetCounterText(const std::string& text) override { counter_->setText(Q(text)); }
+  void LetEventsRun() override { QCoreApplication::processEvents(); }
+
+ private:
+  QWidget* window_;
+  QProgressBar* bar_;
+  QLabel* counter_;
+};
+
+}  // namespace
+
+frmAccuSensorComplete::frmAccuSensorComplete(WizardHost& host, QWidget* parent)
+    : QWidget(parent, Qt::Window),
+      host_(host),
+      meter_(new SerialControl(this)),
+      serial_link_(meter_->port, bCancel_) {
+  setObjectName("frmAccuSensorComplete");
+  setWindowTitle(QString::fromUtf8("Messgeräte-Import"));
+  SetTag(this, kTextWizardCaption);
+  Build();
+}
+
+frmAccuSensorComplete::~frmAccuSensorComplete() = default;
+
+QWidget* frmAccuSensorComplete::NewScreen(const char* name) {
+  auto* screen = new QFrame(screens_);
+  screen->setObjectName(name);
+  screen->hide();
+  return screen;
+}
+
+void frmAccuSensorComplete::Build() {
+  auto* outer = new QVBoxLayout(this);
+  auto* body = new QHBoxLayout();
+  outer->addLayout(body, 1);
+
+  // The pictures on the left: the meter, then the steps.
+  auto* pictures = new QWidget(this);
+  pictures->setFixedWidth(190);
+  auto* picture_stack = new QGridLayout(pictures);
+  picture_stack->setContentsMargins(0, 0, 0, 0);
+  for (int i = 0; i < 3; ++i) {
+    imgstp_[static_cast<size_t>(i)] = new PictureBox(pictures);
+    imgstp_[static_cast<size_t>(i)]->setObjectName(QStringLiteral("imgstp_%1").arg(i));
+    picture_stack->addWidget(imgstp_[static_cast<size_t>(i)], 0, 0);
+    if (i > 0) imgstp_[static_cast<size_t>(i)]->hide();
+  }
+  body->addWidget(pictures);
+
+  // The screens, on top of each other in one cell.
+  screens_ = new QWidget(this);
+  auto* stack = new QGridLayout(screens_);
+  stack->setContentsMargins(8, 0, 0, 0);
+  body->addWidget(screens_, 1);
+
+  // Introduction.
+  contIntro_ = NewScreen("contIntro");
+  {
+    auto* layout = new QVBoxLayout(contIntro_);
+    QLabel* heading = NewLabel(contIntro_, "lblIntroHeading",
+                               "Daten aus Ihrem Messgerät übernehmen", kTextIntroHeading);
+    QFont bold = heading->font();
+    bold.setBold(true);
+    bold.setPointSizeF(bold.pointSizeF() * 1.3);
+    heading->setFont(bold);
+    layout->addWidget(heading);
+    lblintro_ = NewLabel(contIntro_, "lblintro",
+                         "Dieser Assistent liest die in Ihrem Blutzuckermessgerät gespeicherten "
+                         "Einträge und übergibt sie an Ihr Tagebuch.",
+                         kTextIntro);
+    layout->addWidget(lblintro_);
+    layout->addStretch(1);
+    frameSetup_ = new QGroupBox(QString::fromUtf8("Einstellungen des Messgeräts"), contIntro_);
+    frameSetup_->setObjectName("frameSetup");
+    SetTag(frameSetup_, kTextSetupFrame);
+    auto* setup_layout = new QHBoxLayout(frameSetup_);
+    cmdSetup_ = NewButton(frameSetup_, "cmdSetup", "&Einstellungen ...",
+                          "Die Einstellungen für dieses Messgerät ändern", kTextSetup);
+    setup_layout->addWidget(cmdSetup_);
+    setup_layout->addStretch(1);
+    frameSetup_->hide();
+    layout->addWidget(frameSetup_);
+  }
+
+  // Choice of the port.
+  contSelectCom_ = NewScreen("contSelectCom");
+  {
+    auto* layout = new QVBoxLayout(contSelectCom_);
+    layout->addWidget(NewLabel(contSelectCom_, "lblPortInstruction",
+                               "Wählen Sie den Anschluss, an dem das Kabel des Messgeräts "
+                               "angeschlossen ist.",
+                               kTextPortInstruction));
+    lbPorts_ = new QListWidget(contSelectCom_);
+    lbPorts_->setObjectName("lbPorts");
+    layout->addWidget(lbPorts_, 1);
+    chkUseIRKey_ = new QCheckBox(QString::fromUtf8("Accu-Chek IR Key (Infrarot) verwenden"),
+                                 contSelectCom_);
+    chkUseIRKey_->setObjectName("chkUseIRKey");
+    chkUseIRKey_->hide();
+    layout->addWidget(chkUseIRKey_);
+  }
+
+  // The hint to switch the meter on.
+  contProgress_ = NewScreen("contProgress");
+  {
+    auto* layout = new QVBoxLayout(contProgress_);
+    lblOn_ = NewLabel(contProgress_, "lblOn",
+                      "Verbinden Sie das Kabel mit dem Messgerät und schalten Sie das "
+                      "Messgerät zur Datenübertragung ein. Klicken Sie dann auf „Weiter“.",
+                      kTextSwitchOn);
+    layout->addWidget(lblOn_);
+    layout->addStretch(1);
+  }
+
+  // The transfer.
+  contAnimation_ = NewScreen("contAnimation");
+  {
+    auto* layout = new QVBoxLayout(contAnimation_);
+    lblStepGuide_ = NewLabel(contAnimation_, "lblStepGuide",
+                             "Der Speicher des Messgeräts wird gelesen. Bitte bewegen Sie "
+                             "Messgerät und Kabel nicht, bis die Übertragung abgeschlossen ist.",
+                             kTextStepGuide);
+    layout->addWidget(lblStepGuide_);
+    lblStatus_ = NewLabel(contAnimation_, "lblStatus", "");
+    layout->addWidget(lblStatus_);
+    lblAnimate_ = NewLabel(contAnimation_, "lblAnimate", ">>>>>           ");
+    lblAnimate_->setWordWrap(false);
+    QFont fixed = lblAnimate_->font();
+    fixed.setStyleHint(QFont::Monospace);
+    lblAnimate_->setFont(fixed);
+    layout->addWidget(lblAnimate_);
+    lnAnimate_ = new QFrame(contAnimation_);
+    lnAnimate_->setObjectName("lnAnimate");
+    lnAnimate_->setFrameShape(QFrame::HLine);
+    lnAnimate_->setLineWidth(2);
+    layout->addWidget(lnAnimate_);
+    pgtransfer_ = new QProgressBar(contAnimation_);
+    pgtransfer_->setObjectName("pgtransfer");
+    pgtransfer_->setRange(0, 1);
+    pgtransfer_->setValue(0);
+    layout->addWidget(pgtransfer_);
+    pbar_ = new QProgressBar(contAnimation_);
+    pbar_->setObjectName("pbar");
+    pbar_->setRange(0, 1);
+    pbar_->setValue(0);
+    layout->addWidget(pbar_);
+    lblCounter_ = NewLabel(contAnimation_, "lblCounter", "");
+    layout->addWidget(lblCounter_);
+    layout->addStretch(1);
+  }
+
+  // The result.
+  contSuccess_ = NewScreen("contSuccess");
+  {
+    auto* layout = new QVBoxLayout(contSuccess_);
+    QLabel* heading =
+        NewLabel(contSuccess_, "lblResultHeading", "Ergebnis des Imports", kTextResultHeading);
+    QFont bold = heading->font();
+    bold.setBold(true);
+    bold.setPointSizeF(bold.pointSizeF() * 1.3);
+    heading->setFont(bold);
+    layout->addWidget(heading);
+    auto* grid = new QGridLayout();
+    struct Row {
+      const char* caption_name;
+      const char* german;
+      int16_t tag;
+      const char* value_name;
+    };
+    constexpr Row kRows[kRecordCategoryCount] = {
+        {"lblBG", "Blutzuckerwerte:", kTextResultGlucose, "lblnBG"},
+        {"lblIG", "Insulingaben:", kTextResultInsulin, "lblnIG"},
+        {"lblBU", "Mahlzeiten:", kTextResultMeals, "lblnBU"},
+        {"lblSP", "Sporteinheiten:", kTextResultExercise, "lblnSP"},
+        {"lblLab", "Laborwerte:", kTextResultLaboratory, "lblnLab"},
+    };
+    for (size_t i = 0; i < kRecordCategoryCount; ++i) {
+      result_captions_[i] = NewLabel(contSuccess_, kRows[i].caption_name, kRows[i].german,
+                                     kRows[i].tag);
+      result_values_[i] = NewLabel(contSuccess_, kRows[i].value_name, "0");
+      result_values_[i]->setWordWrap(false);
+      result_values_[i]->setMinimumWidth(48);
+      result_values_[i]->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+      grid->addWidget(result_captions_[i], static_cast<int>(i), 0);
+      grid->addWidget(result_values_[i], static_cast<int>(i), 1);
+    }
+    grid->addWidget(NewLabel(contSuccess_, "lblMeter", "Messgerät:", kTextMeterCaption),
+                    kRecordCategoryCount, 0, Qt::AlignTop);
+    lblMeterID_ = NewLabel(contSuccess_, "lblMeterID", "");
+    grid->addWidget(lblMeterID_, kRecordCategoryCount, 1, 1, 2);
+    grid->setColumnStretch(2, 1);
+    grid->setHorizontalSpacing(24);
+    layout->addLayout(grid);
+    lblLoss_ = NewLabel(contSuccess_, "lblLoss",
+                        "Nicht alles konnte übernommen werden.", kTextLossNotice);
+    lblLoss_->setStyleSheet("color: #a00000;");
+    lblLoss_->hide();
+    layout->addWidget(lblLoss_);
+    cmdDetails_ = NewButton(contSuccess_, "cmdDetails", "&Details ...",
+                            "Zeigen, was nicht übernommen werden konnte", kTextDetails);
+    cmdDetails_->hide();
+    auto* details_row = new QHBoxLayout();
+    details_row->addWidget(cmdDetails_);
+    details_row->addStretch(1);
+    layout->addLayout(details_row);
+    layout->addStretch(1);
+  }
+
+  contSettings_ = NewScreen("contSettings");
+  picSetup_ = new QWidget(screens_);
+  picSetup_->setObjectName("picSetup");
+  picSetup_->hide();
+
+  // The status link's label of the design: it carries the host's service.
+  DDEStat_ = new QLabel(QStringLiteral("Error"), this);
+  DDEStat_->setObjectName("DDEStat");
+  DDEStat_->setProperty("LinkTopic", QStringLiteral("Orvantix|DDEImpStatus"));
+  DDEStat_->hide();
+
+  // The buttons.
+  auto* buttons = new QHBoxLayout();
+  cmdHelp_ = NewButton(this, "cmdHelp", "&Hilfe", "Die Hilfe zu diesem Messgerät anzeigen",
+                       kTextHelp);
+  cmdUSBInfo_ = NewButton(this, "cmdUSBInfo", "&USB-Info",
+                          "Hinweise zum USB-Treiber des Messgerätekabels", kTextUsbInfo);
+  cmdUSBInfo_->hide();
+  cmdCancel_ = NewButton(this, "cmdCancel", "&Abbrechen",
+                         "Den Import abbrechen und den Assistenten schließen", kTextCancel);
+  cmdNext_ = NewButton(this, "cmdNext", "&Weiter >", "Zum nächsten Schritt", kTextNext);
+  // Return moves on, as in any wizard.
+  cmdNext_->setDefault(true);
+  buttons->addWidget(cmdHelp_);
+  buttons->addWidget(cmdUSBInfo_);
+  buttons->addStretch(1);
+  buttons->addWidget(cmdCancel_);
+  buttons->addWidget(cmdNext_);
+  outer->addLayout(buttons);
+
+  Timer1_ = new QTimer(this);
+  Timer1_->setObjectName("Timer1");
+  Timer1_->setInterval(kAnimationMs);
+
+  connect(cmdNext_, &QPushButton::clicked, this, [this] { cmdNext_Click(); });
+  connect(cmdCancel_, &QPushButton::clicked, this, [this] { cmdCancel_Click(); });
+  connect(cmdHelp_, &QPushButton::clicked, this, [this] { cmdHelp_Click(); });
+  connect(cmdSetup_, &QPushButton::clicked, this, [this] { cmdSetup_Click(); });
+  connect(cmdUSBInfo_, &QPushButton::clicked, this, [this] { cmdUSBInfo_Click(); });
+  connect(cmdDetails_, &QPushButton::clicked, this, [this] { cmdDetails_Click(); });
+  connect(Timer1_, &QTimer::timeout, this, [this] { Timer1_Timer(); });
+  connect(lbPorts_, &QListWidget::itemChanged, this, [this](QListWidgetItem* item) {
+    KeepSingleCheck(lbPorts_, lbPorts_->row(item), item_check_guard_);
+  });
+  // Return moves on (or presses the button that has the focus), Escape
+  // cancels and F1 opens the help, as people expect of a wizard.
+  for (const int key : {Qt::Key_Return, Qt::Key_Enter}) {
+    auto* enter = new QShortcut(QKeySequence(key), this);
+    connect(enter, &QShortcut::activated, this, [this] {
+      auto* focused = qobject_cast<QPushButton*>(QApplication::focusWidget());
+      QPushButton* target = focused != nullptr && focused->window() == this ? focused : cmdNext_;
+      if (target->isVisible() && target->isEnabled()) target->click();
+    });
+  }
+  auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+  connect(escape, &QShortcut::activated, this, [this] { cmdCancel_Click(); });
+  auto* help = new QShortcut(QKeySequence(Qt::Key_F1), this);
+  connect(help, &QShortcut::activated, this, [this] {
+    if (cmdHelp_->isVisible()) cmdHelp_Click();
+  });
+
+  setTabOrder(lbPorts_, chkUseIRKey_);
+  setTabOrder(chkUseIRKey_, cmdSetup_);
+  setTabOrder(cmdSetup_, cmdDetails_);
+  setTabOrder(cmdDetails_, cmdHelp_);
+  setTabOrder(cmdHelp_, cmdUSBInfo_);
+  setTabOrder(cmdUSBInfo_, cmdCancel_);
+  setTabOrder(cmdCancel_, cmdNext_);
+  resize(640, 420);
+}
+
+std::string frmAccuSensorComplete::Text(int16_t id) const {
+  return host_.session().shell().Text(id);
+}
+
+const MeterProfile& frmAccuSensorComplete::profile() const {
+  return host_.session().profile();
+}
+
+// ---- Public operations -----------------------------------------------------
+
+void frmAccuSensorComplete::display_status(int16_t, int16_t, const std::string& text) {
+  lblStatus_->setText(Q(text));
+}
+
+void frmAccuSensorComplete::InitFont() {
+  SetFontName(this, "tahoma");
+}
+
+void frmAccuSensorComplete::Form_Load() {
+  // The screens and the setup container share one place: the grid cell.
+  auto* stack = static_cast<QGridLayout*>(screens_->layout());
+  for (QWidget* screen : {contSuccess_, contSelectCom_, contIntro_, contProgress_, contSettings_,
+                          contAnimation_, picSetup_}) {
+    stack->addWidget(screen, 0, 0);
+  }
+  InitFont();
+  LocaliseForm(this, host_.session().shell().language());
+  // The meter module's tables: the control is created with them, and tells
+  // the progress of its reads to the transfer's bar.
+  MeterControl& control = host_.session().Control();
+  control.SetProgressReceiver([this](int32_t window, int32_t done, int32_t total) {
+    if (window != static_cast<int32_t>(pgtransfer_->winId())) return;
+    pgtransfer_->setRange(0, std::max(1, total));
+    pgtransfer_->setValue(done);
+    pgtransfer_->repaint();
+  });
+}
+
+void frmAccuSensorComplete::init() {
+  ImportSession& session = host_.session();
+  const MeterProfile& loaded = session.LoadProfile();
+  frameSetup_->setVisible(loaded.frameSetupVisible);
+  // The setup is offered only where the meter has a dialog.
+  cmdSetup_->setVisible(host_.HasSetupDialog());
+  cmdHelp_->setVisible(loaded.helpFilePresent);
+  chkUseIRKey_->hide();
+  chkUseIRKey_->setChecked(false);
+  if (!loaded.irKeyVisible) return;
+  chkUseIRKey_->show();
+  chkUseIRKey_->setChecked(loaded.irKeyValue != 0);
+  chkUseIRKey_->setText(Q(loaded.irKeyCaption));
+}
+
+void frmAccuSensorComplete::Go() {
+  init();
+  ImportSession& session = host_.session();
+  const std::string usb =
+      TrimControlChars(session.settings().ReadMachine(session.shell().MeterKey(), "USBSerial", ""));
+  if (!usb.empty()) cmdUSBInfo_->show();
+  QGuiApplication::setApplicationDisplayName(Q(session.shell().title()));
+  MakeTopmost(this);
+  show();
+  const bool listed = ListPorts();
+  int16_t fresh = 0;
+  StepRoutine(listed ? kTrue : kFalse, fresh);
+}
+
+void frmAccuSensorComplete::waitMs(int16_t anzahl) {
+  serial_link_.waitMs(anzahl);
+}
+
+std::string frmAccuSensorComplete::waitIn(double anzahl, double TimeOut) {
+  return serial_link_.waitIn(anzahl, TimeOut);
+}
+
+std::string frmAccuSensorComplete::read_otbuf() {
+  return serial_link_.read_otbuf();
+}
+
+int16_t frmAccuSensorComplete::check_reading(const std::string& answer) {
+  return serial_link_.check_reading(answer);
+}
+
+bool frmAccuSensorComplete::Animate() const {
+  return Timer1_->isActive();
+}
+
+void frmAccuSensorComplete::SetAnimate(bool on) {
+  if (on) {
+    Timer1_->start();
+  } else {
+    Timer1_->stop();
+  }
+}
+
+// ---- The ports -------------------------------------------------------------
+
+bool frmAccuSensorComplete::ListPorts() {
+  ImportSession& session = host_.session();
+  bool found = false;
+  {
+    // Filling the list is no choice of the person's.
+    const QSignalBlocker quiet(lbPorts_);
+    found = FillPortList(lbPorts_, "", kHighestPort, session.shell().context().ComPort,
+                         [&session](int16_t port) { return session.PortAvailable(port); });
+  }
+  lbPorts_->viewport()->update();
+  if (!found) {
+    host_.services().messages->Show(this, Text(kTextNoSerialPort), MessageIcon::kNone);
+  }
+  return lbPorts_->count() > 0;
+}
+
+// ---- The steps -------------------------------------------------------------
+
+void frmAccuSensorComplete::ShowScreen(QWidget* screen) {
+  for (QWidget* other :
+       {contIntro_, contSelectCom_, contProgress_, contAnimation_, contSuccess_, contSettings_}) {
+    if (other != screen) other->hide();
+  }
+  screen->show();
+  screen->raise();
+}
+
+void frmAccuSensorComplete::StepRoutine(int16_t previous, int16_t& step) {
+  (void)previous;
+  switch (step) {
+    case 0: {
+      ShowScreen(contIntro_);
+      unsetCursor();
+      const std::string intro = Text(kTextIntro);
+      if (!intro.empty()) lblintro_->setText(Q(intro));
+      imgstp_[0]->show();
+      imgstp_[1]->hide();
+      imgstp_[2]->hide();
+      cmdNext_->setEnabled(true);
+      cmdNext_->setFocus();
+      break;
+    }
+    case 1:
+      contIntro_->hide();
+      imgstp_[1]->LoadPicture(host_.session().shell().context().MeterID + kWizardPictureBase);
+      imgstp_[0]->hide();
+      imgstp_[1]->show();
+      ShowScreen(contSelectCom_);
+      cmdNext_->setEnabled(true);
+      lbPorts_->setFocus();
+      break;
+    case 2: {
+      ImportSession& session = host_.session();
+      int16_t port = 0;
+      if (!CheckedPort(lbPorts_, port)) {
+        host_.services().messages->Show(this, Text(kTextChoosePort), MessageIcon::kInformation);
+        --step;
+        break;
+      }
+      session.shell().context().ComPort = port;
+      if (session.PortAvailable(port)) {
+        contSelectCom_->hide();
+        ShowScreen(contProgress_);
+        lblOn_->show();
+        cmdNext_->setFocus();
+      } else {
+        host_.services().messages->Show(this, session.PortClosedMessage(port), MessageIcon::kStop);
+        --step;
+      }
+      break;
+    }
+    case 3:
+      ReadTheMeter(step);
+      break;
+    default:
+      break;  // the result screen waits for the press that finishes
+  }
+}
+
+void frmAccuSensorComplete::ReadTheMeter(int16_t& step) {
+  ImportSession& session = host_.session();
+  step = 4;
+  imgstp_[2]->LoadPicture(session.shell().context().MeterID + kWizardPictureBase);
+  imgstp_[1]->hide();
+  imgstp_[2]->show();
+  cmdNext_->setEnabled(false);
+  lblOn_->show();
+  lblStepGuide_->show();
+  lblOn_->repaint();
+  pgtransfer_->setRange(0, 1);
+  pgtransfer_->setValue(0);
+
+  TransferOptions options;
+  options.use_ir_key = chkUseIRKey_->isChecked();
+  options.progress_window = static_cast<int32_t>(pgtransfer_->winId());
+  options.connected = [this] {
+    ShowScreen(contAnimation_);
+    display_status(0, step_, Text(kTextReading));
+    SetAnimate(true);
+    repaint();
+  };
+  result_ = std::make_unique<ImportResult>(session.Read(options));
+
+  const ReadingOutcome outcome = result_->reading.outcome;
+  if (outcome != ReadingOutcome::kRead) {
+    if (outcome == ReadingOutcome::kNotInstalled) {
+      host_.services().messages->Show(this, kReinstallDriver, MessageIcon::kNone);
+    } else {
+      host_.services().messages->Show(this, session.NoConnectionMessage(), MessageIcon::kStop);
+    }
+    session.CloseMeterDriver();
+    step = -1;
+    cmdNext_Click();
+    return;
+  }
+
+  lblOn_->hide();
+  pgtransfer_->setValue(pgtransfer_->maximum());
+  WizardProgress progress(this, pbar_, lblCounter_);
+  session.Write(*result_, &progress);
+  SetAnimate(false);
+  for (const std::string& line : result_->report.Lines()) {
+    std::fprintf(stderr, "meterimport: %s\n", line.c_str());
+  }
+  ShowResult();
+}
+
+void frmAccuSensorComplete::ShowResult() {
+  const ImportSession& session = host_.session();
+  unsetCursor();
+  ShowScreen(contSuccess_);
+  std::vector<std::string> parts;
+  if (SplitText(Text(kTextResultNext), parts, '|') >= 0) {
+    if (!parts[0].empty()) cmdNext_->setText(Q(parts[0]));
+    if (parts.size() > 1 && !parts[1].empty()) cmdNext_->setToolTip(Q(parts[1]));
+  } else {
+    cmdNext_->setText(QString::fromUtf8("&Fertig stellen"));
+  }
+  cmdNext_->setEnabled(true);
+  cmdCancel_->hide();
+
+  // The figures are the arrays' highest indexes, shown by the profile's
+  // switches for the five categories.
+  const MeterProfile& loaded = session.profile();
+  const std::array<bool, kRecordCategoryCount> shown = {
+      loaded.available[kCategoryGlucose] != 0, loaded.available[kCategoryInsulin] != 0,
+      loaded.available[kCategoryIntakes] != 0, loaded.available[kCategoryExercise] != 0,
+      loaded.available[kCategoryLaboratory] != 0};
+  for (size_t i = 0; i < kRecordCategoryCount; ++i) {
+    if (const auto& highest = result_->package->highest_index[i]) {
+      result_values_[i]->setText(QString::number(*highest));
+    }
+    result_values_[i]->setVisible(shown[i]);
+    result_captions_[i]->setVisible(shown[i]);
+  }
+  std::string meter = session.shell().context().MeterDesc;
+  const std::string& identification = result_->reading.info.item3;
+  if (!identification.empty()) meter += " (" + identification + ")";
+  lblMeterID_->setText(Q(meter));
+
+  const bool lost = result_->report.HasLoss();
+  lblLoss_->setVisible(lost);
+  cmdDetails_->setVisible(lost);
+  cmdNext_->setFocus();
+}
+
+// ---- Event handlers --------------------------------------------------------
+
+void frmAccuSensorComplete::cmdNext_Click() {
+  if (step_ == 0 && !ListPorts()) return;
+  ++step_;
+  if (step_ < 6) {
+    StepRoutine(static_cast<int16_t>(step_ - 1), step_);
+  } else {
+    host_.SetFinished(true);
+  }
+}
+
+void frmAccuSensorComplete::cmdCancel_Click() {
+  bCancel_ = kTrue;
+  host_.SetFinished(true);
+}
+
+void frmAccuSensorComplete::cmdHelp_Click() {
+  const MeterProfile& loaded = profile();
+  if (loaded.helpFilePresent && host_.services().open_help) {
+    host_.services().open_help(loaded.helpFile);
+  }
+}
+
+void frmAccuSensorComplete::cmdSetup_Click() {
+  picSetup_->show();
+  picSetup_->raise();
+  host_.CallSetup(this, picSetup_);
+}
+
+void frmAccuSensorComplete::cmdUSBInfo_Click() {
+  ImportSession& session = host_.session();
+  const std::string driver =
+      TrimControlChars(session.settings().ReadMachine(session.shell().MeterKey(), "USBDriver", ""));
+  if (driver.empty()) return;
+  host_.services().messages->Show(this, session.shell().Text(kTextUsbDriverInfo, driver),
+                                  MessageIcon::kInformation);
+}
+
+void frmAccuSensorComplete::cmdDetails_Click() {
+  if (!result_) return;
+  std::string text = Text(kTextLossDetails);
+  for (const std::string& line : result_->report.LossLines()) {
+    text += (text.empty() ? "" : "\n\n") + line;
+  }
+  host_.services().messages->Show(this, text, MessageIcon::kExclamation);
+}
+
+void frmAccuSensorComplete::Timer1_Timer() {
+  const int colour = static_cast<int>(QRandomGenerator::global()->generateDouble() * 255);
+  QPalette palette = lnAnimate_->palette();
+  palette.setColor(QPalette::WindowText, QColor(colour, 0, 0));
+  lnAnimate_->setPalette(palette);
+  // The caption turns by one character: its last comes to the front.
+  const QString caption = lblAnimate_->text();
+  if (!caption.isEmpty()) lblAnimate_->setText(caption.right(1) + caption.left(caption.size() - 1));
+  lblAnimate_->repaint();
+}
+
+void frmAccuSensorComplete::Form_Unload() {
+  if (unloaded_) return;
+  unloaded_ = true;
+  unsetCursor();
+  if (chkUseIRKey_->isVisibleTo(contSelectCom_)) {
+    ImportSession& session = host_.session();
+    session.settings().WriteSetting(Root::kUser, session.shell().MeterKey(), "UseIRKey",
+                                    int64_t{chkUseIRKey_->isChecked() ? 1 : 0});
+  }
+  meter_->port.SetPortOpen(false);
+  SetAnimate(false);
+  hide();
+}
+
+void frmAccuSensorComplete::closeEvent(QCloseEvent* event) {
+  // Closing the window is cancelling the wizard.
+  if (!unloaded_) {
+    event->ignore();
+    cmdCancel_Click();
+    return;
+  }
+  event->accept();
+}
+
+}  // namespace mi

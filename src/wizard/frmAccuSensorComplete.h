@@ -1,0 +1,153 @@
+#pragma once
+
+// The import wizard: a window that stays on top and leads the person from an
+// introduction through the choice of the serial port and the hint to switch
+// the meter on to the transfer and its result. Each press of cmdNext runs the
+// step routine for the next step; the transfer itself is the import
+// sequence's reading and writing, shown on the wizard's screens.
+//
+// The screens contIntro, contSelectCom, contProgress, contAnimation,
+// contSuccess and contSettings lie on top of each other; one is shown at a
+// time. Every control carries the name it has in the module's design as its
+// object name (array elements NAME_INDEX) and its localisation tag.
+
+#include <QtWidgets/QWidget>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "serial/serial_link.h"
+#include "serial/serial_port.h"
+#include "transfer/import_session.h"
+
+class QCheckBox;
+class QFrame;
+class QGroupBox;
+class QLabel;
+class QListWidget;
+class QProgressBar;
+class QPushButton;
+class QTimer;
+
+namespace mi {
+
+class PictureBox;
+class WizardHost;
+
+// The serial-communications control of the window (its object name is
+// "meter"): the port class, closed when the wizard unloads.
+class SerialControl : public QObject {
+  Q_OBJECT
+
+ public:
+  explicit SerialControl(QObject* parent) : QObject(parent) { setObjectName("meter"); }
+  SerialPort port;
+};
+
+class frmAccuSensorComplete : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit frmAccuSensorComplete(WizardHost& host, QWidget* parent = nullptr);
+  ~frmAccuSensorComplete() override;
+
+  // ---- Public operations, in the window's order ----
+  // Shows `text` as the status line of the transfer.
+  void display_status(int16_t index, int16_t step, const std::string& text);
+  // Sets the font "tahoma" on every control.
+  void InitFont();
+  // Starts the wizard: the profile, the ports, the introduction.
+  void Go();
+  // Loads the meter's profile and shows what it decides (the setup area,
+  // the help button, the infrared-key box).
+  void init();
+  void waitMs(int16_t anzahl);
+  std::string waitIn(double anzahl, double TimeOut);
+  std::string read_otbuf();
+  int16_t check_reading(const std::string& answer);
+  bool Animate() const;
+  void SetAnimate(bool on);
+
+  // Form_Load: the screens laid on top of each other, fonts, texts, and the
+  // meter communication control created.
+  void Form_Load();
+  // Form_Unload: the infrared-key choice stored, the serial port closed.
+  void Form_Unload();
+
+  // ---- Event handlers (also reachable from tests) ----
+  void cmdCancel_Click();
+  void cmdHelp_Click();
+  void cmdNext_Click();
+  void cmdSetup_Click();
+  void cmdUSBInfo_Click();
+  void cmdDetails_Click();
+  void Timer1_Timer();
+
+  // The state, for the start-up window and tests.
+  int16_t step() const { return step_; }
+  int16_t bCancel() const { return bCancel_; }
+  PictureBox* imgstp(int index) const { return imgstp_[static_cast<size_t>(index)]; }
+  const ImportResult* last_result() const { return result_.get(); }
+  const MeterProfile& profile() const;
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void Build();
+  bool ListPorts();
+  void StepRoutine(int16_t previous, int16_t& step);
+  void ReadTheMeter(int16_t& step);
+  void ShowResult();
+  void ShowScreen(QWidget* screen);
+  std::string Text(int16_t id) const;
+  QWidget* NewScreen(const char* name);
+
+  WizardHost& host_;
+  int16_t step_ = 0;
+  int16_t bCancel_ = 0;
+  bool item_check_guard_ = false;
+  bool unloaded_ = false;
+  std::unique_ptr<ImportResult> result_;
+
+  SerialControl* meter_;
+  SerialLink serial_link_;
+
+  std::array<PictureBox*, 3> imgstp_{};
+  QWidget* screens_ = nullptr;
+  QWidget* contIntro_ = nullptr;
+  QWidget* contSelectCom_ = nullptr;
+  QWidget* contProgress_ = nullptr;
+  QWidget* contAnimation_ = nullptr;
+  QWidget* contSuccess_ = nullptr;
+  QWidget* contSettings_ = nullptr;
+  QWidget* picSetup_ = nullptr;
+  QGroupBox* frameSetup_ = nullptr;
+  QLabel* lblintro_ = nullptr;
+  QListWidget* lbPorts_ = nullptr;
+  QCheckBox* chkUseIRKey_ = nullptr;
+  QLabel* lblOn_ = nullptr;
+  QLabel* lblStepGuide_ = nullptr;
+  QLabel* lblStatus_ = nullptr;
+  QLabel* lblAnimate_ = nullptr;
+  QFrame* lnAnimate_ = nullptr;
+  QProgressBar* pgtransfer_ = nullptr;
+  QProgressBar* pbar_ = nullptr;
+  QLabel* lblCounter_ = nullptr;
+  std::array<QLabel*, kRecordCategoryCount> result_captions_{};
+  std::array<QLabel*, kRecordCategoryCount> result_values_{};  // lblnBG ... lblnLab
+  QLabel* lblMeterID_ = nullptr;
+  QLabel* lblLoss_ = nullptr;
+  QPushButton* cmdDetails_ = nullptr;
+  QLabel* DDEStat_ = nullptr;
+  QPushButton* cmdNext_ = nullptr;
+  QPushButton* cmdCancel_ = nullptr;
+  QPushButton* cmdHelp_ = nullptr;
+  QPushButton* cmdSetup_ = nullptr;
+  QPushButton* cmdUSBInfo_ = nullptr;
+  QTimer* Timer1_ = nullptr;
+};
+
+}  // namespace mi
