@@ -64,10 +64,9 @@ std::optional<std::string> QtMessageBoxes::Input(QWidget* parent, const std::str
                                                  const std::string& title,
                                                  const std::string& preset) {
   bool accepted = false;
-  const QString text =
-      QInputDialog::getText(parent, TitleOr(title), QString::fromStdString(prompt),
-                            QLineEdit::Normal, QString::fromStdString(preset), &accepted,
-                            Qt::WindowStaysOnTopHint);
+  const QString text = QInputDialog::getText(parent, TitleOr(title), QString::fromStdString(prompt),
+                                             QLineEdit::Normal, QString::fromStdString(preset),
+                                             &accepted, Qt::WindowStaysOnTopHint);
   if (!accepted) return std::nullopt;
   return text.toStdString();
 }

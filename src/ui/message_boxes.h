@@ -27,8 +27,7 @@ class MessageBoxes {
 
   // An input box: what the person typed, or nullopt when they cancelled.
   virtual std::optional<std::string> Input(QWidget* parent, const std::string& prompt,
-                                           const std::string& title,
-                                           const std::string& preset) = 0;
+                                           const std::string& title, const std::string& preset) = 0;
 };
 
 class QtMessageBoxes final : public MessageBoxes {

@@ -2,10 +2,10 @@
 
 #include <xcb/xcb.h>
 
+#include <QtGui/qguiapplication_platform.h>
 #include <QtCore/QUrl>
 #include <QtGui/QDesktopServices>
 #include <QtGui/QGuiApplication>
-#include <QtGui/qguiapplication_platform.h>
 #include <QtGui/QWindow>
 #include <QtWidgets/QWidget>
 

@@ -169,8 +169,8 @@ void frmAccuSensorComplete::Build() {
     lbPorts_ = new QListWidget(contSelectCom_);
     lbPorts_->setObjectName("lbPorts");
     layout->addWidget(lbPorts_, 1);
-    chkUseIRKey_ = new QCheckBox(QString::fromUtf8("Accu-Chek IR Key (Infrarot) verwenden"),
-                                 contSelectCom_);
+    chkUseIRKey_ =
+        new QCheckBox(QString::fromUtf8("Accu-Chek IR Key (Infrarot) verwenden"), contSelectCom_);
     chkUseIRKey_->setObjectName("chkUseIRKey");
     chkUseIRKey_->hide();
     layout->addWidget(chkUseIRKey_);
@@ -251,8 +251,8 @@ void frmAccuSensorComplete::Build() {
         {"lblLab", "Laborwerte:", kTextResultLaboratory, "lblnLab"},
     };
     for (size_t i = 0; i < kRecordCategoryCount; ++i) {
-      result_captions_[i] = NewLabel(contSuccess_, kRows[i].caption_name, kRows[i].german,
-                                     kRows[i].tag);
+      result_captions_[i] =
+          NewLabel(contSuccess_, kRows[i].caption_name, kRows[i].german, kRows[i].tag);
       result_values_[i] = NewLabel(contSuccess_, kRows[i].value_name, "0");
       result_values_[i]->setWordWrap(false);
       result_values_[i]->setMinimumWidth(48);
@@ -267,8 +267,8 @@ void frmAccuSensorComplete::Build() {
     grid->setColumnStretch(2, 1);
     grid->setHorizontalSpacing(24);
     layout->addLayout(grid);
-    lblLoss_ = NewLabel(contSuccess_, "lblLoss",
-                        "Nicht alles konnte übernommen werden.", kTextLossNotice);
+    lblLoss_ =
+        NewLabel(contSuccess_, "lblLoss", "Nicht alles konnte übernommen werden.", kTextLossNotice);
     lblLoss_->setStyleSheet("color: #a00000;");
     lblLoss_->hide();
     layout->addWidget(lblLoss_);
@@ -295,8 +295,8 @@ void frmAccuSensorComplete::Build() {
 
   // The buttons.
   auto* buttons = new QHBoxLayout();
-  cmdHelp_ = NewButton(this, "cmdHelp", "&Hilfe", "Die Hilfe zu diesem Messgerät anzeigen",
-                       kTextHelp);
+  cmdHelp_ =
+      NewButton(this, "cmdHelp", "&Hilfe", "Die Hilfe zu diesem Messgerät anzeigen", kTextHelp);
   cmdUSBInfo_ = NewButton(this, "cmdUSBInfo", "&USB-Info",
                           "Hinweise zum USB-Treiber des Messgerätekabels", kTextUsbInfo);
   cmdUSBInfo_->hide();

@@ -17,8 +17,8 @@ void SetChecked(QListWidget* list, int index, bool checked) {
 
 }  // namespace
 
-bool FillPortList(QListWidget* list, std::string_view excluded, int16_t highest,
-                  int16_t remembered, const std::function<bool(int16_t)>& available) {
+bool FillPortList(QListWidget* list, std::string_view excluded, int16_t highest, int16_t remembered,
+                  const std::function<bool(int16_t)>& available) {
   list->clear();
   bool found = false;
   const bool test = highest > 0;

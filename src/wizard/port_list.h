@@ -20,8 +20,8 @@ inline constexpr int kPortRole = 0x0100;  // Qt::UserRole
 // `highest` is 0 or less: then 1 to 16), as "COM:" + n with n as item data;
 // the entry of `remembered` is checked, else the first one. Returns false
 // when the list stays empty (the caller then shows message 1215).
-bool FillPortList(QListWidget* list, std::string_view excluded, int16_t highest,
-                  int16_t remembered, const std::function<bool(int16_t)>& available);
+bool FillPortList(QListWidget* list, std::string_view excluded, int16_t highest, int16_t remembered,
+                  const std::function<bool(int16_t)>& available);
 
 // lbPorts_ItemCheck: checking entry `index` unchecks every other one. Runs
 // once per change: the unchecking raises the event again, and `guard` keeps
