@@ -1,0 +1,26 @@
+cmake_minimum_required(VERSION 3.25)
+# Fails when a source of the core includes a Qt header. The core is every
+# folder of src/ but the window folders (ui, wizard, setup) and the window
+# files of the host folder (WINDOW_FILES); programs that are windows
+# (meterimport, meterimport-status-monitor) are not core either.
+file(GLOB_RECURSE sources ${ROOT}/src/*.cpp ${ROOT}/src/*.h)
+set(offending "")
+foreach(source IN LISTS sources)
+  file(RELATIVE_PATH relative ${ROOT}/src ${source})
+  if(relative MATCHES "^(ui|wizard|setup)/" OR relative MATCHES "^app/meterimport(-status-monitor)?/")
+    continue()
+  endif()
+  get_filename_component(stem ${source} NAME_WE)
+  if(stem IN_LIST WINDOW_FILES)
+    continue()
+  endif()
+  file(STRINGS ${source} includes REGEX "^[ \t]*#[ \t]*include[ \t]*[<\"](Q[A-Za-z]+|Qt[A-Za-z]*/)")
+  if(includes)
+    list(APPEND offending "${relative}: ${includes}")
+  endif()
+endforeach()
+if(offending)
+  list(JOIN offending "\n  " lines)
+  message(FATAL_ERROR "Core sources include Qt headers:\n  ${lines}")
+endif()
+message(STATUS "The core includes no Qt header (${ROOT}/src).")
