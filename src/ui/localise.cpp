@@ -1,5 +1,6 @@
 #include "ui/localise.h"
 
+#include <QtGui/QWindow>
 #include <QtWidgets/QAbstractButton>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QGroupBox>
@@ -85,6 +86,10 @@ void LocaliseForm(QWidget* window, const LanguageModule* language, std::string_v
 }
 
 void MakeTopmost(QWidget* window) {
+  // A window that lives inside the host's window is on top of nothing; its
+  // flags stay as they are (changing them would make a new native window,
+  // outside the host's).
+  if (window->windowHandle() != nullptr && window->windowHandle()->parent() != nullptr) return;
   const bool visible = window->isVisible();
   const QRect geometry = window->geometry();
   window->setWindowFlag(Qt::WindowStaysOnTopHint, true);

@@ -1,0 +1,111 @@
+#!/usr/bin/env bash
+# The real meterimport, started as the diary starts it, under Xvfb: the host
+# is a plain X window (xmessage) and a status monitor on a private session
+# bus. The wizard must live inside the host's window (the X window tree shows
+# it), be driven to the end by keystrokes alone, write the import files, tell
+# the host its status and end with status 0. Then: Escape ends it at the
+# first screen; a host window handle that names no window gives a top-level
+# wizard; a first field "-style" is the product key, not Qt's option.
+#   real_program_test.sh BUILD_DIR SOURCE_DIR
+set -euo pipefail
+
+fail() { echo "FAIL: $*" >&2; exit 1; }
+# Waits up to $2 tenths of a second for the command $1 to succeed.
+wait_for() {
+  local tries=$2
+  until eval "$1"; do
+    tries=$((tries - 1))
+    ((tries > 0)) || return 1
+    sleep 0.1
+  done
+}
+
+# The part that runs inside the X server: needs $build and $demo.
+under_x() {
+  xmessage -geometry 900x600+0+0 -name diary "The diary" &
+  local host_pid=$!
+  wait_for 'host=$(xdotool search --name "^diary$" 2>/dev/null | head -1); [[ -n $host ]]' 50 \
+    || fail "no host window"
+  "$build/bin/meterimport" Demo 7 1 13 "$host" &
+  local module=$!
+  wait_for 'wizard=$(xdotool search --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 100 \
+    || fail "no wizard window"
+  xwininfo -tree -id "$host" | grep -qi "meterimport" || fail "the wizard is not inside the host's window"
+  xdotool windowfocus --sync "$wizard"
+  for _ in 1 2 3; do
+    xdotool key --window "$wizard" Return
+    sleep 0.5
+  done
+  wait_for '[[ $(ls "$demo/import" | wc -l) -eq 5 ]]' 200 || fail "the import files did not come"
+  sleep 0.5
+  xdotool key --window "$wizard" Return
+  sleep 0.3
+  xdotool key --window "$wizard" Return
+  wait "$module" || fail "meterimport ended with $?"
+  kill "$host_pid"
+
+  # Escape at the first screen ends the module; an unknown handle leaves the
+  # wizard a top-level window; "-style" is the host's product key.
+  "$build/bin/meterimport" -style 8 2 13 123456 &
+  module=$!
+  wait_for 'wizard=$(xdotool search --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 100 \
+    || fail "no wizard window for an unknown host window"
+  xwininfo -id "$wizard" | grep -q "Map State: IsViewable" || fail "the wizard is not shown"
+  xdotool windowfocus --sync "$wizard"
+  xdotool key --window "$wizard" Escape
+  wait "$module" || fail "meterimport ended with $? after Escape"
+}
+
+if [[ ${1:-} == --under-x ]]; then
+  build=$2
+  demo=$3
+  under_x
+  exit 0
+fi
+
+build=$(realpath "$1")
+root=$(realpath "$2")
+work=$(mktemp -d)
+demo="$work/demo"
+cleanup() {
+  kill $(jobs -p) 2>/dev/null || true
+  if [[ -s $work/bus.pid ]]; then kill "$(cat "$work/bus.pid")" 2>/dev/null || true; fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+# A memory that takes its time, so that the transfer is seen moving.
+memory="$work/memory.json"
+sed 's/"ms_per_record": [0-9]*/"ms_per_record": 3/' \
+  "$root/data/meters/accu-chek-sensor-complete.json" > "$memory"
+source "$root/tests/gui/demo_installation.sh" > /dev/null
+
+# The host's end of the status link, on a bus of our own.
+dbus-daemon --session --fork --print-address=3 --print-pid=4 3>"$work/bus.address" 4>"$work/bus.pid"
+DBUS_SESSION_BUS_ADDRESS=$(head -1 "$work/bus.address")
+export DBUS_SESSION_BUS_ADDRESS
+"$build/bin/meterimport-status-monitor" > "$work/status.txt" &
+wait_for 'dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.NameHasOwner string:Orvantix.DDEImpStatus 2>/dev/null | grep -q true' 50 \
+  || fail "the status monitor did not come up"
+export XDG_RUNTIME_DIR="$work/runtime"
+mkdir -m 700 "$XDG_RUNTIME_DIR"
+
+xvfb-run -a -s "-screen 0 1024x768x24" "$0" --under-x "$build" "$demo"
+
+# What the host heard: one status, the meter's.
+grep -qx "STATUS|Import from Accu-Chek Sensor Complete" "$work/status.txt" \
+  || { cat "$work/status.txt"; fail "the host did not hear the status"; }
+# The files: five, whole, in Windows-1252 with CR LF.
+for prefix in BG_ INSULIN_ INTAKES_ EXERCISES_ LABORATORY_; do
+  file=$(ls "$demo/import/$prefix"*.00007)
+  [[ $(tail -c 4 "$file" | od -An -tx1 | tr -d ' \n') == 0d0a0d0a ]] \
+    || fail "$file does not end in CR LF CR LF"
+done
+grep -q $'^Entries=232\r$' "$demo"/import/BG_*.00007 || fail "the glucose file is not complete"
+# The ports in use were stored: 1, and 2 for the second run under "-style".
+settings="$build/bin/meterimport-settings"
+[[ $("$settings" get 'HKCU\SOFTWARE\Kestrelsoft\Demo\modules\Accu-Chek Sensor Complete' COM) == 1 ]] \
+  || fail "the port was not stored"
+[[ $("$settings" get 'HKCU\SOFTWARE\Kestrelsoft\-style\modules\Accu-Chek Sensor Complete' COM) == 2 ]] \
+  || fail "the product key -style was not taken as such"
+echo "PASS"
