@@ -3,6 +3,7 @@
 # need, and only those that are missing. Safe to run again.
 #   scripts/install-deps.sh            build and test packages
 #   scripts/install-deps.sh --fuzz     also clang and libFuzzer
+#   scripts/install-deps.sh --screenshots   also ImageMagick (scripts/screenshots.sh)
 set -euo pipefail
 
 packages=(
@@ -11,15 +12,16 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   # The windows: Qt 6 (Core, Gui, Widgets, DBus, Test; SVG for the pictures)
   # and what Qt's CMake packages look for.
-  qt6-base-dev qt6-svg-dev libgl-dev libvulkan-dev libxkbcommon-dev
+  qt6-base-dev qt6-svg-dev libgl-dev libvulkan-dev libxkbcommon-dev libxcb1-dev
   # The status link's tests run a private session bus.
-  dbus-daemon dbus-session-bus-common
+  dbus-daemon dbus-session-bus-common dbus-bin
   # Windows shown and driven on a virtual display; fonts, "Arial" among them.
   xvfb xauth xdotool x11-utils fonts-dejavu-core fonts-liberation2
 )
-if [[ "${1:-}" == "--fuzz" ]]; then
-  packages+=(clang libclang-rt-14-dev libfuzzer-14-dev)
-fi
+case "${1:-}" in
+  --fuzz) packages+=(clang libclang-rt-14-dev libfuzzer-14-dev) ;;
+  --screenshots) packages+=(imagemagick) ;;
+esac
 
 missing=()
 for package in "${packages[@]}"; do

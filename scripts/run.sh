@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
 # The README's run command: builds the module and runs one whole import from
 # the simulated meter (an Accu-Chek Sensor Complete) into a demo installation.
+# With a display, the wizard opens (the simulated meter takes a few seconds,
+# so that the transfer can be seen); without one, meterimport-batch imports
+# without windows.
 #   scripts/run.sh [DEMO_FOLDER]      default: demo/ in this checkout
 # Everything it writes stays in DEMO_FOLDER and the build folder: the two
 # settings hives, the import folder, the data folder. Running it again starts
@@ -12,56 +15,31 @@ build="$root/build"
 
 "$root/scripts/install-deps.sh"
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$build" --target meterimport-batch meterimport-settings meterctl-sim
+cmake --build "$build" --target meterimport meterimport-batch meterimport-settings meterctl-sim
 
 rm -rf "$demo"
-mkdir -p "$demo/import"
-export METERIMPORT_MACHINE_HIVE="$demo/machine.hive"
-export METERIMPORT_USER_HIVE="$demo/user.hive"
-export METERIMPORT_LANGUAGE_PATH="$root/data/languages"
-export XDG_DATA_HOME="$demo/data"
-unset METERIMPORT_SIM_MEMORY
-
-# The demo installation, as an installer would register it: the host's key
-# with its language and import folder, the meter's options (all categories on,
-# no port test: the simulated meter needs no cable), and the simulated control
-# with its meter memory.
-reg_path() { printf '%s' "$1" | sed 's/\\/\\\\/g'; }
-cat > "$demo/installation.reg" <<REG
-Windows Registry Editor Version 5.00
-
-[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kestrelsoft\\Demo]
-"LanguageDLL"="English"
-"ImportDir"="$(reg_path "$demo/import")"
-
-[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kestrelsoft\\Demo\\modules\\Accutrend sensor complete]
-"TestPorts"="0"
-"Glucose_Available"="-1"
-"Insulin_Available"="-1"
-"InsulinPumpData_Available"="-1"
-"Intakes_Available"="-1"
-"ExerciseData_Available"="-1"
-"LabData_Available"="-1"
-"DefaultTypeInsulin0"="14"
-"DefaultTypeInsulin1"="11"
-"DefaultKetones_NEG"="0"
-"DefaultKetones_SPUR"="0,5"
-"DefaultKetones_klein"="1,5"
-"DefaultKetones_mittel"="4"
-"DefaultKetones_gross"="8"
-
-[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\{C8367F74-6040-11D3-8A53-00C04FC8C0E2}\\InprocServer32]
-@="$(reg_path "$build/lib/libmeterctl-sim.so")"
-"MemoryFile"="$(reg_path "$root/data/meters/accu-chek-sensor-complete.json")"
-REG
-"$build/bin/meterimport-settings" import "$demo/installation.reg"
+mkdir -p "$demo"
+# The installation: the host's key with its language and import folder, the
+# meter's options (all categories on, no port test: the simulated meter needs
+# no cable), and the simulated control with its meter memory.
+memory="$demo/memory.json"
+sed 's/"ms_per_record": [0-9]*/"ms_per_record": 10/' \
+  "$root/data/meters/accu-chek-sensor-complete.json" > "$memory"
+source "$root/scripts/demo-installation.sh"
 
 echo "== The demo installation (meterimport-settings list):"
 "$build/bin/meterimport-settings" list 'HKLM\SOFTWARE\Kestrelsoft\Demo\modules\Accutrend sensor complete'
 echo
-echo "== meterimport-batch Demo 1 1 13"
 status=0
-"$build/bin/meterimport-batch" Demo 1 1 13 || status=$?
+if [[ -n ${DISPLAY:-}${WAYLAND_DISPLAY:-} ]]; then
+  echo "== meterimport Demo 1 1 13 0   (the wizard: Next, Next, Next, then Finish twice)"
+  "$build/bin/meterimport" Demo 1 1 13 0 || status=$?
+else
+  echo "== No display: meterimport-batch Demo 1 1 13 (the same import without windows)"
+  echo "   To see the wizard, run this command on a desktop, or under a virtual display:"
+  echo "   scripts/screenshots.sh  (runs it on a virtual display and saves every screen in docs/screenshots)"
+  "$build/bin/meterimport-batch" Demo 1 1 13 || status=$?
+fi
 echo "(exit status $status)"
 echo
 echo "== Import files in $demo/import:"

@@ -263,6 +263,7 @@ void frmAccuSensorComplete::Build() {
     grid->addWidget(NewLabel(contSuccess_, "lblMeter", "Messgerät:", kTextMeterCaption),
                     kRecordCategoryCount, 0, Qt::AlignTop);
     lblMeterID_ = NewLabel(contSuccess_, "lblMeterID", "");
+    lblMeterID_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     grid->addWidget(lblMeterID_, kRecordCategoryCount, 1, 1, 2);
     grid->setColumnStretch(2, 1);
     grid->setHorizontalSpacing(24);

@@ -78,7 +78,7 @@ trap cleanup EXIT
 memory="$work/memory.json"
 sed 's/"ms_per_record": [0-9]*/"ms_per_record": 3/' \
   "$root/data/meters/accu-chek-sensor-complete.json" > "$memory"
-source "$root/tests/gui/demo_installation.sh" > /dev/null
+source "$root/scripts/demo-installation.sh" > /dev/null
 
 # The host's end of the status link, on a bus of our own.
 dbus-daemon --session --fork --print-address=3 --print-pid=4 3>"$work/bus.address" 4>"$work/bus.pid"
