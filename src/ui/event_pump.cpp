@@ -14,13 +14,15 @@ void QtEventPump::ProcessEvents(double max_wait_ms) {
     QCoreApplication::processEvents(QEventLoop::AllEvents);
     return;
   }
-  // A timer bounds the sleep: processing with "wait for more events" returns
-  // after the first batch of events, at the latest when the timer fires.
+  // An event loop of its own runs until the time is up: it handles events as
+  // they come and sleeps in between, however many timers are due meanwhile.
+  QEventLoop loop;
   QTimer deadline;
   deadline.setSingleShot(true);
   deadline.setTimerType(Qt::PreciseTimer);
+  QObject::connect(&deadline, &QTimer::timeout, &loop, &QEventLoop::quit);
   deadline.start(static_cast<int>(std::min(max_wait_ms, 1e9)));
-  QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+  loop.exec();
 }
 
 }  // namespace mi
