@@ -101,6 +101,41 @@ inline constexpr int16_t kTextRenameInsulinPrompt = 1278;
 inline constexpr int16_t kTextRenameInsulinTitle = 1279;
 // Caption of the setup dialogs.
 inline constexpr int16_t kTextSetupCaption = 1280;
+// The setup dialogs' tabs: "general|insulin|ketones" for the Accu-Chek
+// Complete, "general|insulin|events|more events" for the other two.
+inline constexpr int16_t kTextSetupTabsKetones = 1300;
+inline constexpr int16_t kTextSetupTabsEvents = 1301;
+// Heading over the category check boxes, then their captions in the order
+// glucose, insulin, pump boluses, meals, exercise, laboratory values.
+inline constexpr int16_t kTextSetupFetch = 1302;
+inline constexpr int16_t kTextSetupCheckGlucose = 1303;
+inline constexpr int16_t kTextSetupCheckInsulin = 1304;
+inline constexpr int16_t kTextSetupCheckPump = 1305;
+inline constexpr int16_t kTextSetupCheckMeals = 1306;
+inline constexpr int16_t kTextSetupCheckExercise = 1307;
+inline constexpr int16_t kTextSetupCheckLab = 1308;
+// How food is stored: heading, grams, bread units; "1 BU =", 10 g, 12 g.
+inline constexpr int16_t kTextSetupFood = 1309;
+inline constexpr int16_t kTextSetupGrams = 1310;
+inline constexpr int16_t kTextSetupBreadUnits = 1311;
+inline constexpr int16_t kTextSetupBreadUnitIs = 1312;
+inline constexpr int16_t kTextSetupTenGrams = 1313;
+inline constexpr int16_t kTextSetupTwelveGrams = 1314;
+// The insulin names: heading, change, reset ("caption|tooltip").
+inline constexpr int16_t kTextSetupInsulinNames = 1315;
+inline constexpr int16_t kTextSetupChange = 1316;
+inline constexpr int16_t kTextSetupReset = 1317;
+// The ketone classes: heading, then negative, trace, small, moderate,
+// large, and the unit.
+inline constexpr int16_t kTextSetupKetones = 1318;
+inline constexpr int16_t kTextSetupKetoneFirst = 1319;
+inline constexpr int16_t kTextSetupUnit = 1324;
+// OK of the setup dialogs ("caption|tooltip").
+inline constexpr int16_t kTextSetupOk = 1325;
+// The event translation: heading, and a meter event's label (%1 = its
+// number).
+inline constexpr int16_t kTextSetupEvents = 1326;
+inline constexpr int16_t kTextSetupMeterEvent = 1327;
 
 namespace text_ids_detail {
 
@@ -136,6 +171,34 @@ inline constexpr int16_t kSingleIds[] = {
     kTextRenameInsulinPrompt,
     kTextRenameInsulinTitle,
     kTextSetupCaption,
+    kTextSetupTabsKetones,
+    kTextSetupTabsEvents,
+    kTextSetupFetch,
+    kTextSetupCheckGlucose,
+    kTextSetupCheckInsulin,
+    kTextSetupCheckPump,
+    kTextSetupCheckMeals,
+    kTextSetupCheckExercise,
+    kTextSetupCheckLab,
+    kTextSetupFood,
+    kTextSetupGrams,
+    kTextSetupBreadUnits,
+    kTextSetupBreadUnitIs,
+    kTextSetupTenGrams,
+    kTextSetupTwelveGrams,
+    kTextSetupInsulinNames,
+    kTextSetupChange,
+    kTextSetupReset,
+    kTextSetupKetones,
+    kTextSetupKetoneFirst,
+    kTextSetupKetoneFirst + 1,
+    kTextSetupKetoneFirst + 2,
+    kTextSetupKetoneFirst + 3,
+    kTextSetupKetoneFirst + 4,
+    kTextSetupUnit,
+    kTextSetupOk,
+    kTextSetupEvents,
+    kTextSetupMeterEvent,
     kTextIrKey,
     kTextLossNotice,
     kTextDetails,

@@ -6,8 +6,10 @@
 #include <cstdio>
 #include <limits>
 
+#include "common/wait.h"
 #include "host/command_line.h"
 #include "host/meter_catalogue.h"
+#include "setup/frmSetup.h"
 #include "ui/localise.h"
 #include "ui/pictures.h"
 #include "wizard/frmAccuSensorComplete.h"
@@ -90,12 +92,31 @@ void frmMain::Action(int16_t mode) {
 }
 
 bool frmMain::HasSetupDialog() const {
-  return false;
+  return SetupFamilyFor(SetupDialogForFamily(session_.shell().context().MeterFamily)).has_value();
 }
 
-void frmMain::CallSetup(QWidget*, QWidget* container) {
-  // No setup dialog for this meter: nothing to wait for.
+void frmMain::CallSetup(QWidget* invoking, QWidget* container) {
+  HostContext& context = session_.shell().context();
+  const std::optional<SetupFamily> family =
+      SetupFamilyFor(SetupDialogForFamily(context.MeterFamily));
+  if (!family) {
+    // No dialog for this meter: nothing to wait for.
+    container->hide();
+    return;
+  }
+  context.SetupBusy = true;
+  auto dialog = std::make_unique<frmSetup>(*family, session_, services_, container);
+  dialog->lHWND = static_cast<int32_t>(container->winId());
+  dialog->Form_Load();
+  dialog->Go();
+  // The dialog runs inside this wait; its OK and cancel end it (and so does
+  // the end of the module).
+  while (context.SetupBusy && !finished_) WaitMilliseconds(50);
+  context.SetupBusy = false;
   container->hide();
+  dialog.reset();
+  if (finished_) return;
+  if (auto* wizard = qobject_cast<frmAccuSensorComplete*>(invoking)) wizard->init();
 }
 
 void frmMain::SetFinished(bool finished) {

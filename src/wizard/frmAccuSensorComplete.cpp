@@ -644,7 +644,13 @@ void frmAccuSensorComplete::cmdHelp_Click() {
 void frmAccuSensorComplete::cmdSetup_Click() {
   picSetup_->show();
   picSetup_->raise();
+  // The wizard's own way on waits while the dialog is open.
+  const bool next_enabled = cmdNext_->isEnabled();
+  cmdNext_->setEnabled(false);
+  cmdSetup_->setEnabled(false);
   host_.CallSetup(this, picSetup_);
+  cmdNext_->setEnabled(next_enabled);
+  cmdSetup_->setEnabled(true);
 }
 
 void frmAccuSensorComplete::cmdUSBInfo_Click() {
