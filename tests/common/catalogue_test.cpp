@@ -48,13 +48,14 @@ TEST_P(ShippedCatalogue, TextsHaveTheirMarkersAndAreDistinct) {
   ASSERT_TRUE(module);
   // Only the texts that take an argument hold %1.
   const std::set<int32_t> with_argument = {kTextImportTitle, kTextUsbDriverInfo,
-                                           kTextRenameInsulinPrompt};
+                                           kTextRenameInsulinPrompt, kTextSetupMeterEvent};
   for (const auto& [id, text] : module->texts()) {
     EXPECT_EQ(text.find("%1") != std::string::npos, with_argument.count(id) == 1) << id;
   }
   // Buttons: a caption, '|', a tooltip.
   for (const int16_t id :
-       {kTextNext, kTextCancel, kTextHelp, kTextSetup, kTextUsbInfo, kTextResultNext}) {
+       {kTextNext, kTextCancel, kTextHelp, kTextSetup, kTextUsbInfo, kTextResultNext, kTextDetails,
+        kTextSetupChange, kTextSetupReset, kTextSetupOk}) {
     const std::string text = module->loadres(id).value_or("");
     const size_t bar = text.find('|');
     EXPECT_TRUE(bar != std::string::npos && bar > 0 && bar + 1 < text.size()) << id << text;

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <random>
 #include <regex>
@@ -189,6 +190,18 @@ TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
   }
   const std::regex import_name(R"((IMP|BG|INSULIN)_\d{14}\.\d{5})");
   std::mt19937 random(17);
+  // Kills fall anywhere within about two packages, however fast this build
+  // writes one (sanitizers make it several times slower).
+  const auto started = std::chrono::steady_clock::now();
+  {
+    FixedWallClock clock(test::MomentOfWriting());
+    ImportProgress progress;
+    WriteImportPackage(dir.path().string() + "/", 99, true, test::Header(), records, clock,
+                       progress, '.');
+  }
+  const auto package_us = std::chrono::duration_cast<std::chrono::microseconds>(
+                              std::chrono::steady_clock::now() - started)
+                              .count();
   int files_seen = 0;
   for (int attempt = 0; attempt < 40; ++attempt) {
     const pid_t child = ::fork();
@@ -200,7 +213,8 @@ TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
                            records, clock, progress, '.');
       }
     }
-    ::usleep(std::uniform_int_distribution<useconds_t>(0, 60000)(random));
+    ::usleep(std::uniform_int_distribution<useconds_t>(
+        0, static_cast<useconds_t>(2 * package_us))(random));
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
     for (const std::string& name : Names(folder)) {
