@@ -32,8 +32,8 @@ wait_for() {
   done
 }
 wizard=""
-start() {  # start SEQUENCE: the module on the demo installation, its window found
-  "$build/bin/meterimport" Demo "$1" 1 13 0 2>/dev/null &
+start() {  # start SEQUENCE [METERID]: the module on the demo installation, its window found
+  "$build/bin/meterimport" Demo "$1" 1 "${2:-13}" 0 2>/dev/null &
   module=$!
   wizard=""
   wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 100
@@ -80,4 +80,24 @@ for language in English Deutsch; do
   shot 6-result-with-loss
   key Escape 0.5
   wait "$module" || true
+
+  # The setup dialogs of the three meters that have one, every tab.
+  setup_key=$([[ $language == Deutsch ]] && echo alt+e || echo alt+s)
+  for id in 13 11 16; do
+    case $id in
+      13) name="Accutrend sensor complete" tabs=3 ;;
+      11) name="Accutrend DM" tabs=4 ;;
+      16) name="Glucotrend Premium" tabs=4 ;;
+    esac
+    "$build/bin/meterimport-settings" set \
+      "HKLM\\SOFTWARE\\Kestrelsoft\\Demo\\modules\\$name" Configure_Meter -1
+    start 3 "$id"
+    key "$setup_key" 1
+    for tab in $(seq "$tabs"); do
+      shot "setup-$id-tab$tab"
+      key ctrl+Tab
+    done
+    key Escape 0.5
+    wait "$module" || true
+  done
 done

@@ -428,6 +428,8 @@ void frmSetup::Go() {
     syncing_ = false;
   }
   show();
+  // Keys reach the dialog at once: Ctrl+Tab moves between its tabs.
+  vstab_->setFocus();
 }
 
 void frmSetup::cmdNext_Click() {

@@ -286,6 +286,7 @@ void frmAccuSensorComplete::Build() {
   contSettings_ = NewScreen("contSettings");
   picSetup_ = new QWidget(screens_);
   picSetup_->setObjectName("picSetup");
+  picSetup_->setAutoFillBackground(true);  // the screen below does not show through
   picSetup_->hide();
 
   // The status link's label of the design: it carries the host's service.
@@ -338,7 +339,14 @@ void frmAccuSensorComplete::Build() {
     });
   }
   auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
-  connect(escape, &QShortcut::activated, this, [this] { cmdCancel_Click(); });
+  connect(escape, &QShortcut::activated, this, [this] {
+    // In an open setup dialog, Escape is that dialog's cancel.
+    if (picSetup_->isVisible()) {
+      if (auto* cancel = picSetup_->findChild<QPushButton*>("cmdCancel")) cancel->click();
+      return;
+    }
+    cmdCancel_Click();
+  });
   auto* help = new QShortcut(QKeySequence(Qt::Key_F1), this);
   connect(help, &QShortcut::activated, this, [this] {
     if (cmdHelp_->isVisible()) cmdHelp_Click();
@@ -644,12 +652,17 @@ void frmAccuSensorComplete::cmdHelp_Click() {
 void frmAccuSensorComplete::cmdSetup_Click() {
   picSetup_->show();
   picSetup_->raise();
-  // The wizard's own way on waits while the dialog is open.
+  // The wizard's own way on waits while the dialog is open; the dialog has
+  // its own OK and cancel.
   const bool next_enabled = cmdNext_->isEnabled();
   cmdNext_->setEnabled(false);
+  cmdNext_->hide();
+  cmdCancel_->hide();
   cmdSetup_->setEnabled(false);
   host_.CallSetup(this, picSetup_);
   cmdNext_->setEnabled(next_enabled);
+  cmdNext_->show();
+  cmdCancel_->show();
   cmdSetup_->setEnabled(true);
 }
 

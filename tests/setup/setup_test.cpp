@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <QtCore/QTimer>
+#include <QtTest/QTest>
+#include <QtWidgets/QApplication>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QLineEdit>
@@ -273,8 +275,17 @@ TEST_F(SetupTest, TheWizardOpensItAndTheNextImportUsesItsSettings) {
   EXPECT_FALSE(wizard.last_result()->package->writers[Slot(RecordCategory::kLab)].written);
   EXPECT_TRUE(wizard.last_result()->package->writers[Slot(RecordCategory::kGlucose)].written);
 
-  // Cancelling the wizard while a dialog is open ends the wait too.
-  QTimer::singleShot(0, [&] { wizard.findChild<QPushButton*>("cmdCancel")->click(); });
+  // Escape is the dialog's cancel; closing the wizard while a dialog is open
+  // ends the module, and the wait with it.
+  QTimer::singleShot(0, [&] {
+    EXPECT_FALSE(wizard.findChild<QPushButton*>("cmdCancel")->isVisible());
+    wizard.activateWindow();
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+  });
+  setup->click();
+  EXPECT_EQ(ends, 0);
+  EXPECT_TRUE(wizard.findChild<QPushButton*>("cmdCancel")->isVisible());
+  QTimer::singleShot(0, [&] { wizard.close(); });
   setup->click();
   EXPECT_EQ(ends, 1);
 }
