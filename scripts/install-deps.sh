@@ -3,6 +3,7 @@
 # need, and only those that are missing. Safe to run again.
 #   scripts/install-deps.sh            build and test packages
 #   scripts/install-deps.sh --fuzz     also clang and libFuzzer
+#   scripts/install-deps.sh --bench    also the sqlite3 shell (the hive benchmarks)
 set -euo pipefail
 
 packages=(
@@ -12,6 +13,9 @@ packages=(
 )
 if [[ "${1:-}" == "--fuzz" ]]; then
   packages+=(clang libclang-rt-14-dev libfuzzer-14-dev)
+fi
+if [[ "${1:-}" == "--bench" ]]; then
+  packages+=(sqlite3)
 fi
 
 missing=()
