@@ -4,6 +4,7 @@
 #   scripts/install-deps.sh            build and test packages
 #   scripts/install-deps.sh --fuzz     also clang and libFuzzer
 #   scripts/install-deps.sh --screenshots   also ImageMagick (scripts/screenshots.sh)
+#   scripts/install-deps.sh --bench    also the sqlite3 shell (the hive benchmarks)
 set -euo pipefail
 
 packages=(
@@ -21,6 +22,7 @@ packages=(
 case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-14-dev libfuzzer-14-dev) ;;
   --screenshots) packages+=(imagemagick) ;;
+  --bench) packages+=(sqlite3) ;;
 esac
 
 missing=()

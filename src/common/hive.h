@@ -6,6 +6,12 @@
 // missing, unreadable, locked or damaged behaves like an empty root for
 // reading; every change is one transaction, so a crash never leaves a
 // half-written value.
+//
+// Nothing here waits without end: a hive is opened only when it is a regular
+// file (a FIFO, a device or a folder in its place is refused before SQLite
+// sees it, and SQLite's own opens never block), and a lock held by another
+// program is waited for a short while once; after that the hive counts as
+// locked for the life of the object and is not waited for again.
 
 #include <cstdint>
 #include <filesystem>
@@ -42,18 +48,56 @@ int32_t DwordValue(std::string_view data);
 // Splits "A\B\\C\" into {"A", "B", "C"}: empty parts are passed over.
 std::vector<std::string> SplitKeyPath(std::string_view key_path);
 
+// Why a hive cannot be used. Once found, it holds for the life of the Hive
+// object: the hive reads as an empty root and refuses every change at once.
+struct HiveProblem {
+  enum class Kind {
+    kNotAFile,    // a folder, FIFO, device or socket (also behind a link)
+    kNoAccess,    // cannot be opened or read (permissions, I/O error)
+    kLocked,      // another program holds a lock on it
+    kDamaged,     // not an SQLite database, or a damaged one
+    kForeign,     // an SQLite database without the tables of a hive
+    kUnfinished,  // a change cut off by a crash that only a writer can undo
+  };
+  Kind kind;
+  std::string reason;  // completes "the hive FILE ...", e.g. "is locked by another program"
+};
+
+// One key of a subtree (Hive::Subtree), its parent before it.
+struct HiveKeyNode {
+  static constexpr size_t kNoParent = static_cast<size_t>(-1);
+  size_t parent = kNoParent;  // index in the list; kNoParent for the first key
+  std::string name;           // as stored; for the first key its whole path
+  std::vector<RegValue> values;
+};
+
 class Hive {
  public:
   enum class Mode { kReadOnly, kReadWrite };
 
-  // Nothing is opened yet: a read-only hive opens on first use, a writable
-  // hive creates its file (and folder, owner-only) on the first change.
+  // Nothing is opened yet: a hive opens on first use, a writable hive creates
+  // its file (and folder, owner-only) on the first change. A writable hive
+  // that exists is opened for writing also to read it, so that SQLite undoes
+  // a change that a crash cut off.
   Hive(std::filesystem::path file, Mode mode);
+  // A writable hive that shares `host`'s connection, its file attached there:
+  // a transaction begun on either covers both files, and SQLite commits them
+  // together (through a super-journal): after a failure, or a crash at any
+  // point, both files are as before or both are changed. One such hive per
+  // host, destroyed before it.
+  Hive(Hive& host, std::filesystem::path file);
   ~Hive();
   Hive(const Hive&) = delete;
   Hive& operator=(const Hive&) = delete;
 
   const std::filesystem::path& file() const { return file_; }
+
+  // Opens and checks the hive. True when it can be used, also when the file
+  // does not exist yet; false when problem() is set.
+  bool Check();
+  const std::optional<HiveProblem>& problem() const { return problem_; }
+  // "the hive FILE is locked by another program" (or just "the hive FILE").
+  std::string Describe() const;
 
   bool KeyExists(std::string_view key_path);
   // Creates the key and its missing parents. nullopt: could not be created;
@@ -72,29 +116,74 @@ class Hive {
   // nullopt when the key does not exist.
   std::optional<std::vector<std::string>> SubKeys(std::string_view key_path);
   std::optional<std::vector<RegValue>> Values(std::string_view key_path);
+  // The key and everything below it, read at one moment, parents first and
+  // sub-keys in the order of their names. Costs two queries whatever the
+  // depth. nullopt when the key does not exist or the hive cannot be read; a
+  // damaged file whose keys loop sets problem().
+  std::optional<std::vector<HiveKeyNode>> Subtree(std::string_view key_path);
 
   // Groups the following changes into one transaction (for importing files).
   bool Begin();
   bool Commit();
   void Rollback();
 
-  // The last failure, for messages ("hive is read-only", SQLite's text, ...).
+  // The last failure, for messages ("the hive ... is read-only", SQLite's text, ...).
   const std::string& LastError() const { return last_error_; }
 
  private:
+  // The SQLite connection, with the transaction running on it; an attached
+  // hive uses its host's.
+  struct Connection {
+    sqlite3* db = nullptr;
+    bool writable = false;
+    int depth = 0;            // Begin() calls not yet ended
+    uint64_t generation = 1;  // changes whenever keys found earlier may be gone
+  };
+  class Change;
+  class ReadSnapshot;
+
+  Connection& connection() { return host_ ? host_->own_ : own_; }
+  const Connection& connection() const { return host_ ? host_->own_ : own_; }
+  sqlite3* db() { return connection().db; }
+  // `sql` with every "$" replaced by this hive's schema and a dot ("main.").
+  std::string Sql(std::string_view sql) const;
+
   bool Open(bool for_writing);
-  std::optional<int64_t> FindKey(std::string_view key_path);
+  bool OpenOwn(bool for_writing);
+  bool Attach();
+  bool Inspect();
+  bool EnsureSchema();
+  bool HasTables() const;
+  void Wait(bool writing);
+  void SetProblem(HiveProblem::Kind kind, std::string reason);
+  // Records the connection's last error; a lasting one (a lock, a damaged
+  // file) becomes problem(). Always false.
+  bool SqlFailed(bool reading);
+  bool Exec(const std::string& sql);
+  bool Fail(std::string message);
+
+  std::optional<int64_t> FindKey(std::string_view key_path, std::string* stored_path = nullptr);
   std::optional<int64_t> EnsureKey(std::string_view key_path, std::string_view class_name,
                                    bool* created);
-  bool Exec(const char* sql);
-  bool Fail(std::string message);
+  // Where a walk down `key_path` may start: the key last found inside the
+  // running transaction (its id, and the rest of the path below it) when
+  // `key_path` is that key or lies below it; else the root and the whole path.
+  std::string_view CachedStart(std::string_view key_path, int64_t& id) const;
+  void Remember(std::string_view key_path, int64_t id);
 
   std::filesystem::path file_;
   Mode mode_;
-  sqlite3* db_ = nullptr;
-  bool writable_ = false;
-  int transaction_depth_ = 0;
+  Hive* host_ = nullptr;
+  Connection own_;
+  std::string schema_ = "main";
+  bool open_ = false;                // the file is open (or attached) and inspected
+  bool schema_known_ = false;        // the hive's tables are known to exist
+  uint64_t ensured_generation_ = 0;  // the tables were made in this transaction
+  std::optional<HiveProblem> problem_;
   std::string last_error_;
+  std::string cached_path_;
+  int64_t cached_id_ = 0;
+  uint64_t cached_generation_ = 0;  // 0: nothing cached
 };
 
 }  // namespace mi

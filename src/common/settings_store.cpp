@@ -58,9 +58,8 @@ bool SettingsStore::CreateSettingsKey(Root root, std::string_view key_path,
   return created.value_or(false);
 }
 
-bool SettingsStore::ReadSetting(Root root, std::string_view key_path, std::string_view name,
-                                std::string& value) {
-  Hive& h = hive(root);
+bool ReadCleanSetting(Hive& h, std::string_view key_path, std::string_view name,
+                      std::string& value) {
   if (!h.KeyExists(key_path)) return false;
   auto stored = h.GetValue(key_path, name);
   if (!stored) return false;
@@ -78,6 +77,11 @@ bool SettingsStore::ReadSetting(Root root, std::string_view key_path, std::strin
   return true;
 }
 
+bool SettingsStore::ReadSetting(Root root, std::string_view key_path, std::string_view name,
+                                std::string& value) {
+  return ReadCleanSetting(hive(root), key_path, name, value);
+}
+
 bool SettingsStore::WriteSetting(Root root, std::string_view key_path, std::string_view name,
                                  std::string_view value) {
   Hive& h = hive(root);
@@ -91,6 +95,20 @@ bool SettingsStore::WriteSetting(Root root, std::string_view key_path, std::stri
 bool SettingsStore::WriteSetting(Root root, std::string_view key_path, std::string_view name,
                                  int64_t value) {
   return WriteSetting(root, key_path, name, std::to_string(value));
+}
+
+std::vector<std::string> SettingsStore::TakeNotices() {
+  std::vector<std::string> lines;
+  const std::pair<Root, const char*> roots[] = {{Root::kMachine, "HKEY_LOCAL_MACHINE"},
+                                                {Root::kUser, "HKEY_CURRENT_USER"}};
+  for (const auto& [root, name] : roots) {
+    bool& noticed = noticed_[root == Root::kMachine ? 0 : 1];
+    const Hive& h = hive(root);
+    if (noticed || !h.problem()) continue;
+    noticed = true;
+    lines.push_back(std::string("the settings of ") + name + " are not used: " + h.Describe());
+  }
+  return lines;
 }
 
 std::string SettingsStore::ReadMachineThenUser(std::string_view key_path, std::string_view name,

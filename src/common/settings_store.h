@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/hive.h"
 
@@ -34,6 +35,12 @@ std::string TrimControlChars(std::string_view text);
 
 // Everything before the first NUL, or the whole text when it holds none.
 std::string StripAtNul(std::string_view text);
+
+// The settings store's reader on one hive: `value` holds the caller's
+// default and is replaced only by a non-empty, cleaned result. False when the
+// key or the value cannot be read.
+bool ReadCleanSetting(Hive& hive, std::string_view key_path, std::string_view name,
+                      std::string& value);
 
 class SettingsStore {
  public:
@@ -65,9 +72,17 @@ class SettingsStore {
 
   Hive& hive(Root root) { return root == Root::kMachine ? machine_ : user_; }
 
+  // One line for each hive found unusable since the last call, each hive at
+  // most once: which root, which file and why its settings are not used
+  // ("the settings of HKEY_CURRENT_USER are not used: the hive /x/user.hive
+  // is locked by another program"). The front-end shows them; the reads go
+  // on with the defaults all the same.
+  std::vector<std::string> TakeNotices();
+
  private:
   Hive machine_;
   Hive user_;
+  bool noticed_[2] = {false, false};  // machine, user
 };
 
 }  // namespace mi

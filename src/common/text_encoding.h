@@ -39,6 +39,8 @@ std::string Utf8ToWindows1252(std::string_view text);
 
 // UTF-8 (or any bytes) to UTF-16LE, without byte-order mark.
 std::string Utf8ToUtf16Le(std::string_view bytes);
+// The same, appended to `out`.
+void AppendUtf16Le(std::string& out, std::string_view bytes);
 // UTF-16LE to UTF-8; a lone last byte is ignored (callers check the length).
 std::string Utf16LeToUtf8(std::string_view utf16);
 

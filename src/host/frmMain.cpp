@@ -85,7 +85,7 @@ void frmMain::Action(int16_t mode) {
   }
   wizard_->Form_Load();
   EmbedIntoHostWindow(wizard_.get(), context.HostWindow);
-  for (const std::string& notice : session_.notices()) {
+  for (const std::string& notice : session_.TakeNotices()) {
     std::fprintf(stderr, "meterimport: %s\n", notice.c_str());
   }
   wizard_->Go();

@@ -95,6 +95,13 @@ void ImportSession::Write(ImportResult& result, ImportProgress* progress) {
   result.report = BuildImportReport(result.reading, &*result.package);
 }
 
+std::vector<std::string> ImportSession::TakeNotices() {
+  std::vector<std::string> notices = settings_.TakeNotices();
+  notices.insert(notices.end(), notices_.begin(), notices_.end());
+  notices_.clear();
+  return notices;
+}
+
 void ImportSession::CloseMeterDriver() {
   if (!connection_) return;
   try {

@@ -116,9 +116,10 @@ class ImportSession {
   std::string PortClosedMessage(int16_t port) const;
   std::string NoConnectionMessage() const;
 
-  // Lines worth telling whoever runs the module: settings hives that read as
-  // empty and why, a meter control that could not be loaded.
-  const std::vector<std::string>& notices() const { return notices_; }
+  // Lines worth telling whoever runs the module that it has not told yet:
+  // settings hives that read as empty and why, a meter control that could
+  // not be loaded.
+  std::vector<std::string> TakeNotices();
 
   HostShell& shell() { return shell_; }
   const HostShell& shell() const { return shell_; }

@@ -195,6 +195,20 @@ TEST_F(BatchTest, TheDecodingsOwnRulesAreReportedButAreNoLoss) {
   EXPECT_EQ(err.str().find(" lost: "), std::string::npos);
 }
 
+// A user hive that cannot be used reads as an empty root, and the batch says
+// why, once.
+TEST_F(BatchTest, AnUnusableUserHiveIsNamedAndTheImportGoesOn) {
+  RegisterSimulator(SampleWith("[]"));
+  fs::remove(hives.paths.user);
+  fs::create_directories(hives.paths.user);  // a folder where the hive should be
+  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchDone);
+  const std::string line = "meterimport-batch: the settings of HKEY_CURRENT_USER are not used: ";
+  const size_t at = err.str().find(line);
+  ASSERT_NE(at, std::string::npos) << err.str();
+  EXPECT_EQ(err.str().find(line, at + 1), std::string::npos);
+  EXPECT_EQ(ImportFiles(), 5u);
+}
+
 // An import file there already that cannot be read is never replaced: the
 // diary's unread entries in it stay, and the loss is told.
 TEST_F(BatchTest, AnUnreadableImportFileStaysAndIsReported) {

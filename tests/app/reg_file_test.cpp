@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
+#include "common/text_encoding.h"
+
 namespace mi {
 namespace {
 
@@ -44,6 +49,72 @@ TEST(ParseRegFile, ReportsTheLineOfEachMistake) {
   }
 }
 
+// The same text as a UTF-8 file and as a UTF-16 file.
+std::vector<std::string> BothEncodings(const std::string& text) {
+  return {text, "\xFF\xFE" + Utf8ToUtf16Le(text)};
+}
+
+TEST(ParseRegFile, FilesInUtf8AndUtf16FollowTheSameRulesForNuls) {
+  const std::string v5 = "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\A]\r\n";
+  const std::string nul_line(1 << 20, '\0');
+  const struct {
+    std::string body;
+    int line;  // 0: the file is taken
+  } cases[] = {
+      {"\"a\0b\"=\"1\"\r\n"s, 4},             // in a value name
+      {"[HKEY_CURRENT_USER\\A\0B]\r\n"s, 4},  // in a key name
+      {"\r\n\"a\"=\"1\0 2\"\r\n"s, 5},        // in a quoted text
+      {nul_line + "\r\n\"x\"=\"1\"\r\n", 4},  // a line of a million NULs
+      {"\"x\"=\"1\"\r\n" + nul_line, 0},      // padding at the end
+      {"\"x\"=\"1\"\r\n\0\0\0"s, 0},
+  };
+  for (const auto& c : cases) {
+    for (const std::string& file : BothEncodings(v5 + c.body)) {
+      SCOPED_TRACE(testing::Message()
+                   << "line " << c.line << (file[0] == 'W' ? " UTF-8" : " UTF-16"));
+      RegFileError error;
+      const auto parsed = ParseRegFile(file, &error);
+      EXPECT_EQ(parsed.has_value(), c.line == 0);
+      if (c.line != 0) {
+        EXPECT_EQ(error.line, c.line);
+        EXPECT_NE(error.message.find("NUL"), std::string::npos) << error.message;
+      }
+    }
+  }
+  // A UTF-16 file padded with an odd number of NUL bytes is the same file.
+  RegFileError error;
+  EXPECT_TRUE(ParseRegFile(BothEncodings(v5)[1] + "\0\0\0"s, &error)) << error.message;
+}
+
+TEST(ParseRegFile, RefusesTextThatIsNoCharacters) {
+  const std::string head = "\xFF\xFE" + Utf8ToUtf16Le(
+                                            "Windows Registry Editor Version 5.00\r\n\r\n"
+                                            "[HKEY_CURRENT_USER\\A]\r\n\"x\"=\"");
+  const std::string tail = Utf8ToUtf16Le("\"\r\n");
+  const struct {
+    std::string file;
+    const char* message_part;
+  } cases[] = {
+      {head + "\x00\xD8"s + tail, "lone surrogate"},  // a high surrogate alone
+      {head + "\x80\xDC"s + tail, "lone surrogate"},  // a low one
+      {"Windows Registry Editor Version "
+       "5.00\r\n\r\n[HKEY_CURRENT_USER\\A]\r\n\"x\"=\"\xED\xA0\x80\"",
+       "not valid UTF-8"},  // a surrogate written in UTF-8
+  };
+  for (const auto& c : cases) {
+    RegFileError error;
+    EXPECT_FALSE(ParseRegFile(c.file, &error));
+    EXPECT_EQ(error.line, 4);
+    EXPECT_NE(error.message.find(c.message_part), std::string::npos) << error.message;
+  }
+  // Data given as bytes stay what they are, a lone surrogate too.
+  RegFileError error;
+  const auto data = ParseRegFile(
+      head.substr(0, head.size() - 2) + Utf8ToUtf16Le("hex(2):00,d8,00,00\r\n"), &error);
+  ASSERT_TRUE(data) << error.message;
+  EXPECT_EQ(data->changes.back().data, Utf16LeToUtf8("\x00\xD8\0\0"s));
+}
+
 TEST(FormatRegFile, EveryCutOfAFileIsHandledAndLineBreaksInNamesAreRefused) {
   std::string error;
   const auto bytes = FormatRegFile({{"HKEY_CURRENT_USER\\S",
@@ -62,6 +133,8 @@ TEST(FormatRegFile, EveryCutOfAFileIsHandledAndLineBreaksInNamesAreRefused) {
   }
   EXPECT_FALSE(FormatRegFile({{"HKEY_CURRENT_USER\\A", {{"x\ny", kRegSz, "1\0"s}}}}, &error));
   EXPECT_NE(error.find("line break"), std::string::npos);
+  EXPECT_FALSE(FormatRegFile({{"HKEY_CURRENT_USER\\A\0B"s, {}}}, &error));
+  EXPECT_NE(error.find("NUL"), std::string::npos);
 }
 
 }  // namespace

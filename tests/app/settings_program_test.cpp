@@ -2,11 +2,16 @@
 // with the hives named by the environment.
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <string>
 
+#include "common/hive.h"
+#include "common/settings_store.h"
 #include "support/temp_dir.h"
 
 namespace mi {
@@ -18,6 +23,7 @@ TEST(SettingsProgram, ExitStatuses) {
                   "REGEDIT4\n\n[HKCU\\Software\\M]\n\"COM\"=\"9\"\n\"x\"=dword:zz\n");
   test::WriteFile(dir / "good.reg", "REGEDIT4\n\n[HKCU\\Software\\M]\n\"COM\"=\"9\"\n");
   test::WriteFile(dir / "blocked", "a file, not a folder");
+  ASSERT_EQ(::mkfifo((dir / "fifo.hive").c_str(), 0600), 0);
   // Each step is a shell command in `dir`; $P is the program.
   const struct {
     const char* command;
@@ -40,6 +46,11 @@ TEST(SettingsProgram, ExitStatuses) {
       {"METERIMPORT_USER_HIVE=blocked/u.hive $P set 'HKCU\\Software\\M' COM 5", 6, "",
        "cannot write"},
       {"METERIMPORT_USER_HIVE=blocked/u.hive $P import good.reg", 6, "", ""},
+      // Never waits on a FIFO (the test's time-out would end it).
+      {"METERIMPORT_USER_HIVE=fifo.hive $P get 'HKCU\\Software\\M' COM", 7, "",
+       "cannot read HKEY_CURRENT_USER\\Software\\M: the hive fifo.hive is a FIFO"},
+      {"METERIMPORT_USER_HIVE=fifo.hive $P set 'HKCU\\Software\\M' COM 5", 6, "",
+       "cannot write HKEY_CURRENT_USER\\Software\\M: the hive fifo.hive is a FIFO"},
   };
   for (const auto& step : steps) {
     const std::string command = "cd '" + dir.path().string() +
@@ -55,6 +66,69 @@ TEST(SettingsProgram, ExitStatuses) {
     EXPECT_NE(err.find(step.err), std::string::npos) << step.command << ": " << err;
   }
   EXPECT_TRUE(std::filesystem::exists(dir / "config/meterimport/user.hive"));
+}
+
+// The exit status of `meterimport-settings ARGS` on the hives of `paths`;
+// its output in `out`.
+int RunTool(const HivePaths& paths, const std::string& args, std::string& out) {
+  const test::TempDir scratch;
+  const std::string command = "METERIMPORT_MACHINE_HIVE='" + paths.machine.string() +
+                              "' METERIMPORT_USER_HIVE='" + paths.user.string() +
+                              "' '" METERIMPORT_BINARY_DIR "/bin/meterimport-settings' " + args +
+                              " >'" + (scratch / "out").string() + "' 2>&1";
+  const int raw = std::system(command.c_str());
+  out = test::ReadFile(scratch / "out");
+  return raw != -1 && WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+}
+
+TEST(SettingsProgram, AnyCommandUndoesAnImportThatAKillCutOff) {
+  const test::TempDir dir;
+  const HivePaths paths{dir / "machine.hive", dir / "user.hive"};
+  const std::string key = "SOFTWARE\\Kestrelsoft\\Diary";
+  ASSERT_TRUE(Hive(paths.machine, Hive::Mode::kReadWrite)
+                  .SetValue(key, "LanguageDLL", kRegSz, std::string("English\0", 8)));
+  const std::string before = test::ReadFile(paths.machine);
+
+  // A large import, killed in the middle: more than SQLite keeps in memory,
+  // so that the file is already changed behind a journal of its old pages.
+  const pid_t writer = ::fork();
+  ASSERT_NE(writer, -1);
+  if (writer == 0) {
+    Hive machine(paths.machine, Hive::Mode::kReadWrite);
+    machine.Begin();
+    const std::string data(64 * 1024, 'x');
+    for (int i = 0; i < 200; ++i) {
+      machine.SetValue(key + "\\Import\\" + std::to_string(i), "Blob", kRegBinary, data);
+    }
+    ::raise(SIGKILL);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(writer, &status, 0), writer);
+  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+  ASSERT_TRUE(std::filesystem::exists(paths.machine.string() + "-journal"));
+  ASSERT_NE(test::ReadFile(paths.machine), before);
+
+  // The module reads the machine hive without writing it: it cannot undo the
+  // change, so it reads nothing half-done, and says why.
+  {
+    SettingsStore store(paths);
+    EXPECT_EQ(store.ReadMachine(key, "LanguageDLL", "none"), "none");
+    const auto notices = store.TakeNotices();
+    ASSERT_EQ(notices.size(), 1u);
+    EXPECT_NE(notices[0].find("the hive " + paths.machine.string() +
+                              " holds a change that a crash cut off"),
+              std::string::npos)
+        << notices[0];
+  }
+  // The next command of the tool opens the hive for writing, which undoes the change.
+  std::string out;
+  EXPECT_EQ(RunTool(paths, "list 'HKLM\\SOFTWARE\\Kestrelsoft\\Diary'", out), 0) << out;
+  EXPECT_EQ(out, "LanguageDLL\tREG_SZ\tEnglish\n");
+  EXPECT_FALSE(std::filesystem::exists(paths.machine.string() + "-journal"));
+  EXPECT_EQ(test::ReadFile(paths.machine), before);
+  SettingsStore store(paths);
+  EXPECT_EQ(store.ReadMachine(key, "LanguageDLL", "none"), "English");
+  EXPECT_TRUE(store.TakeNotices().empty());
 }
 
 }  // namespace

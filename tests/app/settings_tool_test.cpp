@@ -1,8 +1,13 @@
 #include "app/meterimport-settings/settings_tool.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
 
+#include <algorithm>
+#include <functional>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <tuple>
 
@@ -28,6 +33,37 @@ void Dump(Hive& hive, const std::string& path, Tree& tree) {
   for (const auto& sub : hive.SubKeys(path).value_or(std::vector<std::string>{})) {
     Dump(hive, path.empty() ? sub : path + "\\" + sub, tree);
   }
+}
+
+// Another program's connection to a hive, holding it under an exclusive lock.
+class HiveLock {
+ public:
+  explicit HiveLock(const std::filesystem::path& file) {
+    locked_ = sqlite3_open(file.c_str(), &db_) == SQLITE_OK &&
+              sqlite3_exec(db_, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) == SQLITE_OK;
+  }
+  ~HiveLock() { sqlite3_close(db_); }
+  HiveLock(const HiveLock&) = delete;
+  HiveLock& operator=(const HiveLock&) = delete;
+  bool locked() const { return locked_; }
+
+ private:
+  sqlite3* db_ = nullptr;
+  bool locked_ = false;
+};
+
+void Sql(const std::filesystem::path& file, const char* sql) {
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+  sqlite3_close(db);
+}
+
+// The bytes of a regular file (never opening a FIFO), else "".
+std::string RegularFileBytes(const std::filesystem::path& file) {
+  return std::filesystem::is_regular_file(std::filesystem::symlink_status(file))
+             ? test::ReadFile(file)
+             : std::string();
 }
 
 class SettingsToolTest : public ::testing::Test {
@@ -283,6 +319,173 @@ TEST_F(SettingsToolTest, UsageErrorsPrintTheUsage) {
   }
   EXPECT_EQ(Run({"--help"}), kToolOk);
   EXPECT_NE(out().find("Exit status:"), std::string::npos);
+}
+
+TEST_F(SettingsToolTest, AHiveThatCannotBeReadIsNamedWithItsReasonAndLeftAsItIs) {
+  using Make = std::function<void(const std::filesystem::path&)>;
+  const struct {
+    const char* what;
+    Make make;
+    const char* reason;
+    bool locked;
+  } cases[] = {
+      {"FIFO", [](const auto& f) { ::mkfifo(f.c_str(), 0600); }, "is a FIFO, not a regular file",
+       false},
+      {"folder", [](const auto& f) { std::filesystem::create_directories(f); },
+       "is a folder, not a regular file", false},
+      {"damaged",
+       [](const auto& f) { test::WriteFile(f, "SQLite format 3" + std::string(200, 'x')); },
+       "is damaged (", false},
+      {"foreign", [](const auto& f) { Sql(f, "CREATE TABLE settings(name, value)"); },
+       "is an SQLite database of another program", false},
+      {"locked", [](const auto&) {}, "is locked by another program", true},
+  };
+  const std::string reg = File("in.reg", "REGEDIT4\n[HKCU\\S]\n\"v\"=\"2\"\n");
+  // Reading commands exit 7, writing commands 6; each says which hive and why.
+  const std::tuple<ToolArgs, int, std::string> commands[] = {
+      {{"get", "HKCU\\S", "v"}, kToolHiveRead, "cannot read HKEY_CURRENT_USER\\S: "},
+      {{"list", "HKCU\\S"}, kToolHiveRead, "cannot read HKEY_CURRENT_USER\\S: "},
+      {{"export", "HKCU\\S", (dir_ / "out.reg").string()},
+       kToolHiveRead,
+       "cannot read HKEY_CURRENT_USER\\S: "},
+      {{"set", "HKCU\\S", "v", "2"}, kToolHiveWrite, "cannot write HKEY_CURRENT_USER\\S: "},
+      {{"delete", "HKCU\\S"}, kToolHiveWrite, "cannot write HKEY_CURRENT_USER\\S: "},
+      {{"delete", "HKCU\\S", "v"}, kToolHiveWrite, "cannot write HKEY_CURRENT_USER\\S: "},
+      {{"import", reg}, kToolHiveWrite, "nothing imported from " + reg + ": "},
+  };
+  for (const auto& c : cases) {
+    hives_.user = dir_ / c.what / "user.hive";
+    std::filesystem::create_directories(hives_.user.parent_path());
+    if (c.locked) Store(Root::kUser, "S", "v", kRegSz, "1\0"s);
+    c.make(hives_.user);
+    const std::string before = RegularFileBytes(hives_.user);
+    std::optional<HiveLock> lock;
+    if (c.locked) {
+      ASSERT_TRUE(lock.emplace(hives_.user).locked());
+    }
+    for (const auto& [args, status, prefix] : commands) {
+      SCOPED_TRACE(std::string(c.what) + ": " + args[0] + " " + args[1]);
+      EXPECT_EQ(Run(args), status);
+      EXPECT_EQ(out(), "");
+      const std::string line = err();
+      EXPECT_TRUE(line.starts_with("meterimport-settings: " + prefix + "the hive " +
+                                   hives_.user.string() + " " + c.reason))
+          << line;
+      EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1) << line;
+      EXPECT_EQ(RegularFileBytes(hives_.user), before);
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "out.reg"));
+  }
+  // A hive that is not there is no error of the hive: the key is missing.
+  hives_.user = dir_ / "nowhere" / "user.hive";
+  EXPECT_EQ(Run({"get", "HKCU\\S", "v"}), kToolNothingFound);
+  EXPECT_EQ(err(), "");
+  EXPECT_EQ(Run({"list", "HKCU\\S"}), kToolNoSuchKey);
+  EXPECT_EQ(Run({"delete", "HKCU\\S"}), kToolNoSuchKey);
+  EXPECT_FALSE(std::filesystem::exists(hives_.user));
+}
+
+TEST_F(SettingsToolTest, AnImportIntoBothHivesChangesNeitherWhenOneOfThemFails) {
+  using Make = std::function<void(const std::filesystem::path&)>;
+  const Make lock_it = [](const auto&) {};  // locked below
+  const struct {
+    const char* what;
+    Root failing;
+    Make make;
+    bool locked;
+  } cases[] = {
+      {"machine locked", Root::kMachine, lock_it, true},
+      {"user locked", Root::kUser, lock_it, true},
+      {"machine damaged", Root::kMachine,
+       [](const auto& f) { test::WriteFile(f, std::string(8192, 'x')); }, false},
+      {"machine foreign", Root::kMachine,
+       [](const auto& f) { Sql(f, "DROP TABLE reg_values; CREATE TABLE other(a)"); }, false},
+      // Found only when the change reaches the damaged key, after the first
+      // hive's changes were made in the same transaction.
+      {"machine keys loop", Root::kMachine,
+       [](const auto& f) { Sql(f, "INSERT INTO keys(id, parent, name) VALUES(0, 0, 'Loop')"); },
+       false},
+      {"user keys loop", Root::kUser,
+       [](const auto& f) { Sql(f, "INSERT INTO keys(id, parent, name) VALUES(0, 0, 'Loop')"); },
+       false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    hives_ = {dir_ / c.what / "machine.hive", dir_ / c.what / "user.hive"};
+    Store(Root::kMachine, "S", "Before", kRegSz, "1\0"s);
+    Store(Root::kUser, "S", "Before", kRegSz, "1\0"s);
+    c.make(HiveOf(c.failing));
+    const std::string machine_before = test::ReadFile(hives_.machine);
+    const std::string user_before = test::ReadFile(hives_.user);
+    // The hive that works first, the failing one second.
+    const std::string good = c.failing == Root::kUser ? "HKLM" : "HKCU";
+    const std::string bad = c.failing == Root::kUser ? "HKCU" : "HKLM";
+    const std::string file =
+        File("both.reg", "REGEDIT4\n[-" + good + "\\S]\n[" + good + "\\T]\n\"New\"=\"x\"\n[" + bad +
+                             "\\S]\n\"Before\"=-\n[" + bad + "\\Loop\\Sub]\n\"New\"=\"x\"\n");
+    {
+      std::optional<HiveLock> lock;
+      if (c.locked) {
+        ASSERT_TRUE(lock.emplace(HiveOf(c.failing)).locked());
+      }
+      EXPECT_EQ(Run({"import", file}), kToolHiveWrite);
+      EXPECT_TRUE(err().starts_with("meterimport-settings: nothing imported from " + file +
+                                    ": the hive " + HiveOf(c.failing).string()))
+          << err();
+    }
+    EXPECT_EQ(test::ReadFile(hives_.machine), machine_before);
+    EXPECT_EQ(test::ReadFile(hives_.user), user_before);
+    EXPECT_FALSE(std::filesystem::exists(hives_.machine.string() + "-journal"));
+    EXPECT_FALSE(std::filesystem::exists(hives_.user.string() + "-journal"));
+  }
+
+  // A hive that the import would have created stays absent.
+  hives_ = {dir_ / "new" / "machine.hive", dir_ / "new" / "user.hive"};
+  test::WriteFile(hives_.machine, std::string(8192, 'x'));
+  EXPECT_EQ(Run({"import", File("new.reg", "REGEDIT4\n[HKCU\\A]\n[HKLM\\A]\n")}), kToolHiveWrite);
+  EXPECT_FALSE(std::filesystem::exists(hives_.user));
+
+  // Both sound: both change, in the one transaction.
+  std::filesystem::remove(hives_.machine);
+  ASSERT_EQ(Run({"import",
+                 File("new.reg", "REGEDIT4\n[HKCU\\A]\n\"u\"=\"1\"\n[HKLM\\A]\n\"m\"=\"2\"\n")}),
+            kToolOk)
+      << err();
+  EXPECT_EQ(DumpHive(Root::kUser)["A"], (std::map<std::string, Value>{{"u", {kRegSz, "1\0"s}}}));
+  EXPECT_EQ(DumpHive(Root::kMachine)["A"], (std::map<std::string, Value>{{"m", {kRegSz, "2\0"s}}}));
+}
+
+TEST_F(SettingsToolTest, KeysThatLoopEndExportAndDeleteWithTheDamageNamed) {
+  Store(Root::kUser, "A\\B", "v", kRegSz, "1\0"s);
+  Sql(hives_.user, "INSERT INTO keys(id, parent, name) VALUES(0, 0, 'Loop')");
+  const std::string file = (dir_ / "out.reg").string();
+  EXPECT_EQ(Run({"export", "HKCU", file}), kToolHiveRead);
+  EXPECT_NE(err().find("is damaged (the key Loop lies below itself)"), std::string::npos) << err();
+  EXPECT_EQ(Run({"delete", "HKCU\\Loop"}), kToolHiveWrite);
+  EXPECT_NE(err().find("is damaged"), std::string::npos) << err();
+  // What is sound goes on working.
+  EXPECT_EQ(Run({"export", "HKCU\\A", file}), kToolOk) << err();
+  EXPECT_EQ(Run({"delete", "HKCU\\A"}), kToolOk) << err();
+}
+
+TEST_F(SettingsToolTest, ADeepTreeGoesOutAndComesBackWhole) {
+  std::string path = "Deep";
+  {
+    Hive hive(hives_.user, Hive::Mode::kReadWrite);
+    ASSERT_TRUE(hive.Begin());
+    for (int level = 0; level < 500; ++level) {
+      path += "\\" + std::to_string(level % 10);
+      ASSERT_TRUE(hive.SetValue(path, "", kRegSz, std::to_string(level) + '\0'));
+    }
+    ASSERT_TRUE(hive.Commit());
+  }
+  const Tree before = DumpHive(Root::kUser);
+  const std::string file = (dir_ / "deep.reg").string();
+  ASSERT_EQ(Run({"export", "HKCU\\Deep", file}), kToolOk) << err();
+  ASSERT_EQ(Run({"delete", "HKCU\\Deep"}), kToolOk) << err();
+  EXPECT_EQ(DumpHive(Root::kUser), (Tree{{"", {}}}));
+  ASSERT_EQ(Run({"import", file}), kToolOk) << err();
+  EXPECT_EQ(DumpHive(Root::kUser), before);
 }
 
 }  // namespace

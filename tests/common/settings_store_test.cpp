@@ -4,6 +4,9 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <functional>
+#include <optional>
+
 #include "support/test_hives.h"
 
 namespace mi {
@@ -150,20 +153,142 @@ TEST(BrokenHives, ReadLikeAnEmptyRootAndNeverThrow) {
   EXPECT_EQ(h.store.ReadMachineThenUser(kKey, "COM", "1"), "1");
 }
 
-TEST(BrokenHives, ALockedHiveReadsAsEmptyAndRefusesWrites) {
+// Another program's connection to a hive, holding it under an exclusive lock.
+class HiveLock {
+ public:
+  explicit HiveLock(const std::filesystem::path& file) {
+    locked_ = sqlite3_open(file.c_str(), &db_) == SQLITE_OK &&
+              sqlite3_exec(db_, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) == SQLITE_OK;
+  }
+  ~HiveLock() { sqlite3_close(db_); }  // rolls back
+  HiveLock(const HiveLock&) = delete;
+  HiveLock& operator=(const HiveLock&) = delete;
+  bool locked() const { return locked_; }
+
+ private:
+  sqlite3* db_ = nullptr;
+  bool locked_ = false;
+};
+
+// The bytes of a regular file (never opening a FIFO or a device), else "".
+std::string RegularFileBytes(const std::filesystem::path& file) {
+  return std::filesystem::is_regular_file(std::filesystem::symlink_status(file))
+             ? test::ReadFile(file)
+             : std::string();
+}
+
+void Sql(const std::filesystem::path& file, const char* sql) {
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+  sqlite3_close(db);
+}
+
+TEST(UnusableHives, ALockedUserHiveIsFoundLockedOnceAndReadsAsEmptyForTheRun) {
   TestHives h;
   h.SetUserText(kKey, "COM", "4");
-  SettingsStore other(h.paths);  // a second program on the same hives
-  sqlite3* locker = nullptr;
-  ASSERT_EQ(sqlite3_open(h.paths.user.c_str(), &locker), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(locker, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
-  std::string value = "default";
-  EXPECT_FALSE(other.ReadSetting(Root::kUser, kKey, "COM", value));
-  EXPECT_EQ(value, "default");
-  sqlite3_exec(locker, "ROLLBACK", nullptr, nullptr, nullptr);
-  sqlite3_close(locker);
-  EXPECT_TRUE(other.ReadSetting(Root::kUser, kKey, "COM", value));
-  EXPECT_EQ(value, "4");
+  h.SetMachineText(kKey, "COM", "2");
+  const std::string before = test::ReadFile(h.paths.user);
+  SettingsStore run(h.paths);  // the module, while another program holds the hive
+  {
+    HiveLock lock(h.paths.user);
+    ASSERT_TRUE(lock.locked());
+    // A run's worth of reads, each with the machine value; the lock is waited
+    // for once and then known, so none of them waits again.
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(run.ReadMachineThenUser(kKey, "COM", "1"), "2");
+    EXPECT_FALSE(run.WriteSetting(Root::kUser, kKey, "COM", "7"));
+    ASSERT_TRUE(run.hive(Root::kUser).problem());
+    EXPECT_EQ(run.hive(Root::kUser).problem()->kind, HiveProblem::Kind::kLocked);
+  }
+  const auto notices = run.TakeNotices();
+  ASSERT_EQ(notices.size(), 1u);
+  EXPECT_EQ(notices[0], "the settings of HKEY_CURRENT_USER are not used: the hive " +
+                            h.paths.user.string() + " is locked by another program");
+  EXPECT_TRUE(run.TakeNotices().empty());
+  EXPECT_EQ(test::ReadFile(h.paths.user), before);
+  // The next run finds the hive free again.
+  SettingsStore next(h.paths);
+  EXPECT_EQ(next.ReadMachineThenUser(kKey, "COM", "1"), "4");
+  EXPECT_TRUE(next.TakeNotices().empty());
+}
+
+TEST(UnusableHives, ReadAsEmptyWithOneNoticeNamingTheHiveAndWhy) {
+  using Kind = HiveProblem::Kind;
+  using Make = std::function<void(const std::filesystem::path&)>;
+  const struct {
+    const char* what;
+    Make make;
+    std::optional<Kind> kind;  // any kind, as long as the reads return
+    const char* reason;
+  } cases[] = {
+      {"FIFO", [](const auto& f) { ::mkfifo(f.c_str(), 0600); }, Kind::kNotAFile,
+       "is a FIFO, not a regular file"},
+      {"folder", [](const auto& f) { std::filesystem::create_directories(f); }, Kind::kNotAFile,
+       "is a folder, not a regular file"},
+      {"link to a FIFO",
+       [](const auto& f) {
+         ::mkfifo((f.string() + ".fifo").c_str(), 0600);
+         std::filesystem::create_symlink(f.string() + ".fifo", f);
+       },
+       Kind::kNotAFile, "is a symbolic link to a FIFO, not a regular file"},
+      {"link to a device", [](const auto& f) { std::filesystem::create_symlink("/dev/zero", f); },
+       Kind::kNotAFile, "is a symbolic link to a device, not a regular file"},
+      {"not a database", [](const auto& f) { test::WriteFile(f, std::string(4096, 'Z')); },
+       Kind::kDamaged, "is damaged ("},
+      {"another program's database",
+       [](const auto& f) { Sql(f, "CREATE TABLE settings(name, value)"); }, Kind::kForeign,
+       "is an SQLite database of another program"},
+      {"a FIFO as its journal",
+       [](const auto& f) {
+         Hive(f, Hive::Mode::kReadWrite).SetValue("K", "v", kRegSz, std::string("1\0", 2));
+         ::mkfifo((f.string() + "-journal").c_str(), 0600);
+       },
+       std::nullopt, ""},
+  };
+  for (const Root broken : {Root::kMachine, Root::kUser}) {
+    for (const auto& c : cases) {
+      SCOPED_TRACE(std::string(c.what) +
+                   (broken == Root::kUser ? " as user hive" : " as machine hive"));
+      TestHives h;
+      const auto& file = broken == Root::kUser ? h.paths.user : h.paths.machine;
+      std::filesystem::create_directories(file.parent_path());
+      c.make(file);
+      const std::string before = RegularFileBytes(file);
+      if (broken == Root::kUser) {
+        h.SetMachineText(kKey, "COM", "machine");
+      } else {
+        h.SetUserText(kKey, "COM", "user");
+      }
+      SettingsStore store(h.paths);
+      EXPECT_EQ(store.ReadMachineThenUser(kKey, "COM", "default"),
+                broken == Root::kUser ? "machine" : "user");
+      EXPECT_FALSE(store.KeyExists(broken, kKey));
+      if (broken == Root::kUser) {
+        EXPECT_FALSE(store.WriteSetting(Root::kUser, kKey, "COM", "3"));
+      }
+      const auto& problem = store.hive(broken).problem();
+      ASSERT_TRUE(problem);
+      if (c.kind) {
+        EXPECT_EQ(problem->kind, *c.kind);
+      }
+      const auto notices = store.TakeNotices();
+      ASSERT_EQ(notices.size(), 1u);
+      EXPECT_NE(notices[0].find(broken == Root::kUser ? "HKEY_CURRENT_USER" : "HKEY_LOCAL_MACHINE"),
+                std::string::npos);
+      EXPECT_NE(notices[0].find("the hive " + file.string() + " " + c.reason), std::string::npos)
+          << notices[0];
+      EXPECT_TRUE(store.TakeNotices().empty());
+      EXPECT_EQ(RegularFileBytes(file), before);
+    }
+  }
+}
+
+TEST(UnusableHives, AMissingHiveIsNoProblem) {
+  TestHives h;
+  EXPECT_EQ(h.store.ReadMachineThenUser(kKey, "COM", "1"), "1");
+  EXPECT_TRUE(h.store.TakeNotices().empty());
+  EXPECT_TRUE(h.store.WriteSetting(Root::kUser, kKey, "COM", "3"));
+  EXPECT_EQ(h.store.ReadUser(kKey, "COM", "1"), "3");
 }
 
 TEST(HiveTransactions, ARolledBackImportLeavesNothingBehind) {
@@ -175,6 +300,37 @@ TEST(HiveTransactions, ARolledBackImportLeavesNothingBehind) {
   h.user_writer.Rollback();
   EXPECT_EQ(h.store.ReadUser(kKey, "Kept", ""), "1");
   EXPECT_FALSE(h.store.KeyExists(Root::kUser, "SOFTWARE\\New"));
+}
+
+TEST(HiveKeys, KeysThatLoopInADamagedFileEndEveryWalk) {
+  TestHives h;
+  h.SetUserText("A\\B", "v", "1");
+  h.SetUserText("Other", "w", "2");
+  // A key with the root's number lies below itself, and so does all below it.
+  Sql(h.paths.user, "INSERT INTO keys(id, parent, name) VALUES(0, 0, 'Loop')");
+
+  Hive whole(h.paths.user, Hive::Mode::kReadWrite);
+  EXPECT_FALSE(whole.Subtree(""));
+  ASSERT_TRUE(whole.problem());
+  EXPECT_EQ(whole.problem()->kind, HiveProblem::Kind::kDamaged);
+  EXPECT_NE(whole.problem()->reason.find("Loop lies below itself"), std::string::npos);
+
+  Hive loop(h.paths.user, Hive::Mode::kReadWrite);
+  EXPECT_FALSE(loop.KeyExists("Loop\\Loop"));
+  EXPECT_FALSE(loop.DeleteKey("Loop"));
+  EXPECT_TRUE(loop.problem());
+
+  // The sound part of the tree can still be walked and changed.
+  Hive sound(h.paths.user, Hive::Mode::kReadWrite);
+  const auto a = sound.Subtree("a");
+  ASSERT_TRUE(a);
+  ASSERT_EQ(a->size(), 2u);
+  EXPECT_EQ((*a)[0].name, "A");
+  EXPECT_EQ((*a)[1].name, "B");
+  EXPECT_EQ((*a)[1].parent, 0u);
+  EXPECT_TRUE(sound.DeleteKey("A"));
+  EXPECT_EQ(*sound.SubKeys(""), (std::vector<std::string>{"Loop", "Other"}));
+  EXPECT_FALSE(sound.problem());
 }
 
 TEST(HiveKeys, DeletingAKeyTakesEverythingBelowIt) {

@@ -32,9 +32,10 @@ void ShowMessage(std::ostream& err, const std::string& text, int16_t text_id = 0
       << (text.empty() && text_id != 0 ? "[text " + std::to_string(text_id) + "]" : text) << '\n';
 }
 
-void PrintNotices(const ImportSession& session, std::ostream& err) {
-  for (const std::string& notice : session.notices())
+void PrintNotices(ImportSession& session, std::ostream& err) {
+  for (const std::string& notice : session.TakeNotices()) {
     err << "meterimport-batch: " << notice << '\n';
+  }
 }
 
 }  // namespace
@@ -56,7 +57,9 @@ int RunBatch(const std::vector<std::string>& arguments, const ImportEnvironment&
 
   PrintedStatus status(err);
   ImportSession session(environment, &status);
-  switch (session.Start(command_line)) {
+  const StartOutcome start = session.Start(command_line);
+  PrintNotices(session, err);
+  switch (start) {
     case StartOutcome::kNoMeterId:
       ShowMessage(err, kMeterIdRequired);
       return kBatchNoMeterId;
@@ -69,6 +72,7 @@ int RunBatch(const std::vector<std::string>& arguments, const ImportEnvironment&
   const MeterProfile& profile = session.LoadProfile();
   const int16_t port = session.shell().context().ComPort;
   if (!session.PortAvailable(port)) {
+    PrintNotices(session, err);
     ShowMessage(err, session.PortClosedMessage(port));
     session.Finish();
     return kBatchPortUnavailable;

@@ -118,6 +118,8 @@ bool HasLineBreak(std::string_view text) {
   return text.find_first_of("\r\n") != text.npos;
 }
 
+constexpr size_t kWriterPiece = 1 << 20;
+
 // A text value that "..." gives back byte for byte: one closing NUL and no
 // other, valid UTF-8, no line break.
 bool IsPlainText(const RegValue& value) {
@@ -171,7 +173,7 @@ class RegFileParser {
     change.root = key->root;
     change.key_path = key->path;
     change.line = line_number_;
-    file.changes.push_back(change);
+    file.changes.push_back(std::move(change));
     current_ = std::move(key);
     current_removed_ = remove;
     return true;
@@ -266,17 +268,28 @@ class RegFileParser {
   bool current_removed_ = false;
 };
 
-// The file's text as UTF-8, or the error.
+// The file's text as UTF-8, or the error. Files in UTF-16 and in UTF-8 follow
+// the same rules once decoded: NULs at the very end (some writers pad files
+// with them) are dropped, any other NUL is a mistake, and so is anything that
+// is not a character (a lone surrogate in UTF-16, a stray byte in UTF-8).
 std::optional<std::string> DecodeFile(std::string_view bytes, RegFileError* error) {
   std::string text;
   if (bytes.starts_with(kUtf16Bom)) {
     bytes.remove_prefix(kUtf16Bom.size());
-    if (bytes.size() % 2 != 0) {
+    size_t end = bytes.size();
+    while (end > 0 && bytes[end - 1] == '\0') --end;
+    if (end % 2 != 0) ++end;  // the high byte of the last character
+    if (end > bytes.size()) {
       *error = {LineOfOffset(Utf16LeToUtf8(bytes), bytes.size()),
                 "UTF-16 file with an odd number of bytes"};
       return std::nullopt;
     }
-    text = Utf16LeToUtf8(bytes);
+    text = Utf16LeToUtf8(bytes.substr(0, end));
+    const size_t bad = FindInvalidUtf8(text);
+    if (bad != std::string_view::npos) {
+      *error = {LineOfOffset(text, bad), "not valid UTF-16 (a lone surrogate)"};
+      return std::nullopt;
+    }
   } else {
     const bool bom = bytes.starts_with(kUtf8Bom);
     if (bom) bytes.remove_prefix(kUtf8Bom.size());
@@ -290,8 +303,13 @@ std::optional<std::string> DecodeFile(std::string_view bytes, RegFileError* erro
       return std::nullopt;
     }
   }
-  // Some writers end the file with NUL characters.
   while (!text.empty() && text.back() == '\0') text.pop_back();
+  const size_t nul = text.find('\0');
+  if (nul != std::string::npos) {
+    *error = {LineOfOffset(text, nul),
+              "a NUL character (names and quoted texts cannot hold one; hex: data can)"};
+    return std::nullopt;
+  }
   return text;
 }
 
@@ -379,24 +397,69 @@ std::string FormatRegValue(const RegValue& value) {
   return out + line;
 }
 
-std::optional<std::string> FormatRegFile(const std::vector<RegKeyDump>& keys, std::string* error) {
-  std::string text = std::string(kVersion5Header) + "\r\n";
-  for (const auto& key : keys) {
-    if (HasLineBreak(key.name)) {
-      *error = "the key name '" + key.name + "' holds a line break";
-      return std::nullopt;
-    }
-    text += "\r\n[" + key.name + "]\r\n";
-    for (const auto& value : key.values) {
-      if (HasLineBreak(value.name)) {
-        *error = "the value name '" + value.name + "' under " + key.name + " holds a line break";
-        return std::nullopt;
-      }
-      text += FormatRegValue(value) + "\r\n";
-    }
+bool UnfitForRegFile(std::string_view name) {
+  for (const char c : name) {
+    if (c == '\r' || c == '\n' || c == '\0') return true;
   }
-  text += "\r\n";
-  return std::string(kUtf16Bom) + Utf8ToUtf16Le(text);
+  return false;
+}
+
+RegFileWriter::RegFileWriter(Sink sink) : sink_(std::move(sink)) {
+  buffer_.reserve(kWriterPiece + kWriterPiece / 4);
+  buffer_ = kUtf16Bom;
+  AppendUtf16Le(buffer_, std::string(kVersion5Header) + "\r\n");
+}
+
+bool RegFileWriter::Flush(size_t at_least) {
+  if (buffer_.size() < at_least) return true;
+  const bool ok = sink_(buffer_);
+  buffer_.clear();
+  return ok;
+}
+
+bool RegFileWriter::AddKey(std::string_view name, const std::vector<RegValue>& values,
+                           std::string* error) {
+  if (UnfitForRegFile(name)) {
+    *error = "the key name '" + std::string(name) + "' holds a line break or a NUL";
+    return false;
+  }
+  lines_.clear();
+  for (const auto& value : values) {
+    if (UnfitForRegFile(value.name)) {
+      *error = "the value name '" + value.name + "' under " + std::string(name) +
+               " holds a line break or a NUL";
+      return false;
+    }
+    lines_ += FormatRegValue(value);
+    lines_ += "\r\n";
+  }
+  AppendUtf16Le(buffer_, "\r\n[");
+  AppendUtf16Le(buffer_, name);
+  AppendUtf16Le(buffer_, "]\r\n");
+  AppendUtf16Le(buffer_, lines_);
+  if (!Flush(kWriterPiece)) {
+    *error = "the file cannot be written";
+    return false;
+  }
+  return true;
+}
+
+bool RegFileWriter::Finish() {
+  AppendUtf16Le(buffer_, "\r\n");
+  return Flush(0);
+}
+
+std::optional<std::string> FormatRegFile(const std::vector<RegKeyDump>& keys, std::string* error) {
+  std::string bytes;
+  RegFileWriter writer([&](std::string_view piece) {
+    bytes += piece;
+    return true;
+  });
+  for (const auto& key : keys) {
+    if (!writer.AddKey(key.name, key.values, error)) return std::nullopt;
+  }
+  writer.Finish();
+  return bytes;
 }
 
 }  // namespace mi

@@ -6,6 +6,7 @@
 // CR LF line ends).
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -63,9 +64,36 @@ struct RegKeyDump {
   std::vector<RegValue> values;
 };
 
+// Writes a file key by key, in the order given, handing its bytes to a sink
+// in pieces of about a megabyte, so that a large export is never held whole.
+class RegFileWriter {
+ public:
+  // Takes the next piece of the file; false stops the writing.
+  using Sink = std::function<bool(std::string_view bytes)>;
+
+  explicit RegFileWriter(Sink sink);
+  // `name` is the key's full name, root first. False, with `error` filled,
+  // when the key's name or a value's name holds a line break or a NUL (a
+  // .reg file cannot carry them; nothing of the key is written then), or
+  // when the sink fails.
+  bool AddKey(std::string_view name, const std::vector<RegValue>& values, std::string* error);
+  // Writes the end of the file and what is left over. False when the sink fails.
+  bool Finish();
+
+ private:
+  bool Flush(size_t at_least);
+
+  Sink sink_;
+  std::string buffer_;  // UTF-16LE, not handed over yet
+  std::string lines_;   // one key's value lines, UTF-8
+};
+
+// True when a key or value name holds a line break or a NUL, which a .reg
+// file cannot carry.
+bool UnfitForRegFile(std::string_view name);
+
 // The file's bytes for these keys, in this order. nullopt, with `error`
-// filled, when a key or value name holds a line break (a .reg file cannot
-// carry it).
+// filled, when a key or value name holds a line break or a NUL.
 std::optional<std::string> FormatRegFile(const std::vector<RegKeyDump>& keys, std::string* error);
 
 // The line (or lines, continued with "\") of one value, without line end.

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <ostream>
 
 #include "app/meterimport-settings/reg_file.h"
@@ -77,28 +78,44 @@ std::string Little32(uint32_t number) {
   return bytes;
 }
 
-bool WriteWholeFile(const std::string& path, std::string_view bytes, std::string& error) {
-  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (fd < 0) {
-    error = std::strerror(errno);
-    return false;
+// A file written piece by piece; the first failure is kept in `error`.
+class OutputFile {
+ public:
+  OutputFile(const std::string& path, std::string& error) : error_(error) {
+    fd_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd_ < 0) error_ = std::strerror(errno);
   }
-  while (!bytes.empty()) {
-    const ssize_t n = ::write(fd, bytes.data(), bytes.size());
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
-      error = std::strerror(errno);
-      ::close(fd);
-      return false;
+  ~OutputFile() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  bool ok() const { return fd_ >= 0; }
+  bool Write(std::string_view bytes) {
+    while (!bytes.empty()) {
+      const ssize_t n = ::write(fd_, bytes.data(), bytes.size());
+      if (n < 0 && errno == EINTR) continue;
+      if (n < 0) {
+        error_ = std::strerror(errno);
+        return false;
+      }
+      bytes.remove_prefix(static_cast<size_t>(n));
     }
-    bytes.remove_prefix(static_cast<size_t>(n));
+    return true;
   }
-  if (::close(fd) != 0) {
-    error = std::strerror(errno);
+  bool Close() {
+    const int fd = fd_;
+    fd_ = -1;
+    if (::close(fd) == 0) return true;
+    error_ = std::strerror(errno);
     return false;
   }
-  return true;
-}
+
+ private:
+  std::string& error_;
+  int fd_ = -1;
+};
 
 std::string HexBytes(std::string_view bytes) {
   std::string text = "hex:";
@@ -182,87 +199,74 @@ std::string ShownData(const RegValue& value) {
   return HexBytes(data);
 }
 
-// Applies the changes of one file, each hive in one transaction: any failure
-// rolls every hive back.
-bool ApplyChanges(const std::vector<RegChange>& changes, Hive& machine, Hive& user,
+// "cannot read KEY: the hive FILE is damaged (...)" and the like.
+int HiveError(std::ostream& err, int status, const RootedKey& key, const Hive& hive) {
+  return Error(err, status,
+               std::string(status == kToolHiveRead ? "cannot read " : "cannot write ") +
+                   KeyText(key) + ": " + hive.LastError());
+}
+
+// Applies the changes of one file in one transaction. When the file names both
+// roots, the machine hive joins the user hive's connection, so that the one
+// transaction covers both files and SQLite commits them together: a failure
+// anywhere, before or during the commit, leaves both files as they were.
+bool ApplyChanges(const std::vector<RegChange>& changes, const HivePaths& paths,
                   std::string& error) {
-  Hive* hives[2] = {&machine, &user};
-  bool used[2] = {false, false};
-  for (const auto& change : changes) used[change.root == Root::kMachine ? 0 : 1] = true;
-  bool begun[2] = {false, false};
-  const auto rollback = [&] {
-    for (int i = 0; i < 2; ++i) {
-      if (begun[i]) hives[i]->Rollback();
-    }
-  };
-  for (int i = 0; i < 2; ++i) {
-    if (!used[i]) continue;
-    if (!hives[i]->Begin()) {
-      error = hives[i]->LastError();
-      rollback();
-      return false;
-    }
-    begun[i] = true;
-  }
+  bool machine_used = false;
+  bool user_used = false;
   for (const auto& change : changes) {
-    Hive& hive = change.root == Root::kMachine ? machine : user;
+    (change.root == Root::kMachine ? machine_used : user_used) = true;
+  }
+  if (!machine_used && !user_used) return true;
+
+  std::error_code ec;
+  const bool machine_existed = std::filesystem::exists(paths.machine, ec);
+  const bool user_existed = std::filesystem::exists(paths.user, ec);
+  Hive user(paths.user, Hive::Mode::kReadWrite);
+  // Declared after `user`, so that it goes first.
+  const std::unique_ptr<Hive> machine =
+      user_used ? std::make_unique<Hive>(user, paths.machine)
+                : std::make_unique<Hive>(paths.machine, Hive::Mode::kReadWrite);
+  Hive& first = machine_used ? *machine : user;
+  const auto failed = [&](const std::string& message) {
+    error = message;
+    first.Rollback();
+    // A hive that this import created stays absent.
+    const std::pair<const std::filesystem::path&, bool> files[] = {{paths.machine, machine_existed},
+                                                                   {paths.user, user_existed}};
+    for (const auto& [file, existed] : files) {
+      std::error_code size_error;
+      if (!existed && std::filesystem::file_size(file, size_error) == 0 && !size_error) {
+        std::filesystem::remove(file, size_error);
+      }
+    }
+    return false;
+  };
+  if (!first.Begin()) return failed(first.LastError());
+  for (const auto& change : changes) {
+    Hive& hive = change.root == Root::kMachine ? *machine : user;
     bool ok = true;
     switch (change.kind) {
       case RegChange::Kind::kCreateKey:
         ok = hive.CreateKey(change.key_path).has_value();
         break;
       case RegChange::Kind::kDeleteKey:
-        ok = !hive.KeyExists(change.key_path) || hive.DeleteKey(change.key_path);
+        // Removing what is not there is no mistake.
+        ok = hive.KeyExists(change.key_path) ? hive.DeleteKey(change.key_path) : !hive.problem();
         break;
       case RegChange::Kind::kSetValue:
         ok = hive.SetValue(change.key_path, change.name, change.type, change.data);
         break;
       case RegChange::Kind::kDeleteValue:
-        ok = !hive.GetValue(change.key_path, change.name) ||
-             hive.DeleteValue(change.key_path, change.name);
+        ok = hive.GetValue(change.key_path, change.name)
+                 ? hive.DeleteValue(change.key_path, change.name)
+                 : !hive.problem();
         break;
     }
-    if (!ok) {
-      error = hive.LastError() + " (line " + std::to_string(change.line) + ")";
-      rollback();
-      return false;
-    }
+    if (!ok) return failed(hive.LastError() + " (line " + std::to_string(change.line) + ")");
   }
-  for (int i = 0; i < 2; ++i) {
-    if (!begun[i]) continue;
-    begun[i] = false;
-    if (!hives[i]->Commit()) {
-      error = hives[i]->LastError();
-      rollback();
-      return false;
-    }
-  }
+  if (!first.Commit()) return failed(first.LastError());
   return true;
-}
-
-// The key's names as stored (the user may have typed them in any case).
-std::string StoredKeyName(Hive& hive, const RootedKey& key) {
-  std::string name(RootName(key.root));
-  std::string path;
-  for (const auto& part : SplitKeyPath(key.path)) {
-    std::string stored = part;
-    if (auto subkeys = hive.SubKeys(path)) {
-      for (const auto& sub : *subkeys) {
-        if (EqualsNoCase(sub, part)) stored = sub;
-      }
-    }
-    path += (path.empty() ? "" : "\\") + stored;
-    name += "\\" + stored;
-  }
-  return name;
-}
-
-void CollectKeys(Hive& hive, const std::string& path, const std::string& name,
-                 std::vector<RegKeyDump>& keys) {
-  keys.push_back({name, hive.Values(path).value_or(std::vector<RegValue>{})});
-  for (const auto& sub : hive.SubKeys(path).value_or(std::vector<std::string>{})) {
-    CollectKeys(hive, path.empty() ? sub : path + "\\" + sub, name + "\\" + sub, keys);
-  }
 }
 
 }  // namespace
@@ -296,7 +300,8 @@ void PrintSettingsUsage(std::ostream& out) {
          "  3  no such key or value\n"
          "  4  a file cannot be read or written\n"
          "  5  a mistake in a .reg file (reported as FILE:LINE: reason)\n"
-         "  6  a hive cannot be written (nothing was changed)\n";
+         "  6  a hive cannot be written (nothing was changed)\n"
+         "  7  a hive cannot be read (damaged, locked, not a regular file, ...)\n";
 }
 
 int SettingsGet(const ToolArgs& args, const HivePaths& hives, std::ostream& out,
@@ -304,9 +309,12 @@ int SettingsGet(const ToolArgs& args, const HivePaths& hives, std::ostream& out,
   if (args.size() != 2) return Usage(err);
   auto key = KeyArgument(args[0], err);
   if (!key) return kToolUsage;
-  SettingsStore store(hives);
+  // Opened for writing where it may be, like every command: SQLite then
+  // undoes a change that a crash cut off before the value is read.
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
   std::string value;
-  store.ReadSetting(key->root, key->path, ValueName(args[1]), value);
+  ReadCleanSetting(hive, key->path, ValueName(args[1]), value);
+  if (hive.problem()) return HiveError(err, kToolHiveRead, *key, hive);
   if (value.empty()) return kToolNothingFound;
   out << value << "\n";
   return kToolOk;
@@ -332,9 +340,8 @@ int SettingsSet(const ToolArgs& args, const HivePaths& hives, std::ostream&, std
   const std::string& text = positional[2];
 
   Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
-  const auto cannot_write = [&] {
-    return Error(err, kToolHiveWrite, "cannot write " + KeyText(*key) + ": " + hive.LastError());
-  };
+  const auto cannot_write = [&] { return HiveError(err, kToolHiveWrite, *key, hive); };
+  if (!hive.Check()) return cannot_write();
   if (EqualsNoCase(type, "dword")) {
     auto number = ParseDword(text);
     if (!number) {
@@ -364,12 +371,15 @@ int SettingsDelete(const ToolArgs& args, const HivePaths& hives, std::ostream&, 
   auto key = KeyArgument(args[0], err);
   if (!key) return kToolUsage;
   Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
-  if (!hive.KeyExists(key->path))
+  if (!hive.KeyExists(key->path)) {
+    if (hive.problem()) return HiveError(err, kToolHiveWrite, *key, hive);
     return Error(err, kToolNoSuchKey, "no such key: " + KeyText(*key));
+  }
   bool ok;
   if (args.size() == 2) {
     const std::string name = ValueName(args[1]);
     if (!hive.GetValue(key->path, name)) {
+      if (hive.problem()) return HiveError(err, kToolHiveWrite, *key, hive);
       return Error(err, kToolNoSuchKey,
                    "no such value: " + ShownName(name) + " under " + KeyText(*key));
     }
@@ -380,8 +390,7 @@ int SettingsDelete(const ToolArgs& args, const HivePaths& hives, std::ostream&, 
     }
     ok = hive.DeleteKey(key->path);
   }
-  if (!ok)
-    return Error(err, kToolHiveWrite, "cannot write " + KeyText(*key) + ": " + hive.LastError());
+  if (!ok) return HiveError(err, kToolHiveWrite, *key, hive);
   return kToolOk;
 }
 
@@ -390,9 +399,10 @@ int SettingsList(const ToolArgs& args, const HivePaths& hives, std::ostream& out
   if (args.size() != 1) return Usage(err);
   auto key = KeyArgument(args[0], err);
   if (!key) return kToolUsage;
-  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadOnly);
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
   auto subkeys = hive.SubKeys(key->path);
   auto values = hive.Values(key->path);
+  if (hive.problem()) return HiveError(err, kToolHiveRead, *key, hive);
   if (!subkeys || !values) return Error(err, kToolNoSuchKey, "no such key: " + KeyText(*key));
   for (const auto& sub : *subkeys) out << sub << "\\\n";
   for (const auto& value : *values) {
@@ -414,9 +424,7 @@ int SettingsImport(const ToolArgs& args, const HivePaths& hives, std::ostream&, 
     err << file << ":" << bad.line << ": " << bad.message << "\n";
     return kToolBadFile;
   }
-  Hive machine(hives.machine, Hive::Mode::kReadWrite);
-  Hive user(hives.user, Hive::Mode::kReadWrite);
-  if (!ApplyChanges(parsed->changes, machine, user, error)) {
+  if (!ApplyChanges(parsed->changes, hives, error)) {
     return Error(err, kToolHiveWrite, "nothing imported from " + file + ": " + error);
   }
   return kToolOk;
@@ -427,15 +435,46 @@ int SettingsExport(const ToolArgs& args, const HivePaths& hives, std::ostream&, 
   auto key = KeyArgument(args[0], err);
   if (!key) return kToolUsage;
   const std::string& file = args[1];
-  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadOnly);
-  if (!hive.KeyExists(key->path))
-    return Error(err, kToolNoSuchKey, "no such key: " + KeyText(*key));
-  std::vector<RegKeyDump> keys;
-  CollectKeys(hive, key->path, StoredKeyName(hive, *key), keys);
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
+  const auto keys = hive.Subtree(key->path);
+  if (hive.problem()) return HiveError(err, kToolHiveRead, *key, hive);
+  if (!keys) return Error(err, kToolNoSuchKey, "no such key: " + KeyText(*key));
+  // Names that a .reg file cannot carry are refused before the file is touched.
+  for (const HiveKeyNode& node : *keys) {
+    std::string unfit;
+    if (UnfitForRegFile(node.name)) unfit = "the key name '" + node.name + "'";
+    for (const auto& value : node.values) {
+      if (UnfitForRegFile(value.name)) unfit = "the value name '" + value.name + "'";
+    }
+    if (!unfit.empty()) {
+      return Error(
+          err, kToolFileAccess,
+          "cannot export " + KeyText(*key) + ": " + unfit + " holds a line break or a NUL");
+    }
+  }
   std::string error;
-  auto bytes = FormatRegFile(keys, &error);
-  if (!bytes) return Error(err, kToolFileAccess, "cannot export " + KeyText(*key) + ": " + error);
-  if (!WriteWholeFile(file, *bytes, error)) {
+  OutputFile output(file, error);
+  if (!output.ok()) return Error(err, kToolFileAccess, "cannot write " + file + ": " + error);
+  RegFileWriter writer([&](std::string_view piece) { return output.Write(piece); });
+  // Each key's full name, built along the way: the keys come parents first.
+  std::string name;
+  std::vector<std::pair<size_t, size_t>> open_keys;  // node, length of its name
+  for (size_t i = 0; i < keys->size(); ++i) {
+    const HiveKeyNode& node = (*keys)[i];
+    while (!open_keys.empty() && open_keys.back().first != node.parent) open_keys.pop_back();
+    if (open_keys.empty()) {
+      name = RootName(key->root);
+    } else {
+      name.resize(open_keys.back().second);
+    }
+    if (!node.name.empty()) (name += '\\') += node.name;
+    open_keys.emplace_back(i, name.size());
+    std::string unused;
+    if (!writer.AddKey(name, node.values, &unused)) {
+      return Error(err, kToolFileAccess, "cannot write " + file + ": " + error);
+    }
+  }
+  if (!writer.Finish() || !output.Close()) {
     return Error(err, kToolFileAccess, "cannot write " + file + ": " + error);
   }
   return kToolOk;

@@ -20,6 +20,7 @@ enum SettingsToolStatus : int {
   kToolFileAccess = 4,    // a file that cannot be read or written
   kToolBadFile = 5,       // a .reg file with a mistake ("FILE:LINE: ...")
   kToolHiveWrite = 6,     // a hive that cannot be written
+  kToolHiveRead = 7,      // a hive that cannot be read (get, list, export)
 };
 
 using ToolArgs = std::vector<std::string>;
