@@ -59,47 +59,11 @@ TEST_F(MeterReadingTest, ReadsEveryEnabledCategoryAndClosesTheDriver) {
   ASSERT_GE(result.records.lab.size(), 2u);
   EXPECT_EQ(result.records.lab[0].chol, 201);
   EXPECT_FLOAT_EQ(result.records.lab[1].hbac, 6.4f);
-  // Kind 1 was read from the meter once for the four categories that use it.
+  // Kind 1 was read from the meter once for the four categories that use it,
+  // then kinds 6 and 3.
+  EXPECT_EQ(control.Calls(35), 3);
   EXPECT_EQ(control.last_connect_port, 1);
   EXPECT_FALSE(control.connected);
-  EXPECT_EQ(connection.cached_kind(), 0);
-}
-
-TEST_F(MeterReadingTest, ACategorySwitchedOffStaysEmpty) {
-  profile.available[kCategoryGlucose] = kTrue;
-  const ReadingResult result = ReadMeter(connection, profile, request);
-  EXPECT_EQ(result.records.glucose.size(), 2u);
-  EXPECT_TRUE(result.records.insulin.empty());
-  EXPECT_TRUE(result.records.intakes.empty());
-  EXPECT_TRUE(result.records.exercise.empty());
-  EXPECT_TRUE(result.records.lab.empty());
-  EXPECT_EQ(control.Calls(40), 0);
-}
-
-TEST_F(MeterReadingTest, AnUnlistedDriverIsNotInstalled) {
-  EnableAll();
-  request.driver_name = "Accu-Chek Advantage & IR Key";
-  const ReadingResult result = ReadMeter(connection, profile, request);
-  EXPECT_EQ(result.outcome, ReadingOutcome::kNotInstalled);
-  EXPECT_EQ(control.Calls(6), 0);
-  EXPECT_EQ(control.Calls(35), 0);
-}
-
-TEST_F(MeterReadingTest, AControlThatFailsEverythingIsNotInstalled) {
-  EnableAll();
-  control.fail_all = true;
-  EXPECT_EQ(ReadMeter(connection, profile, request).outcome, ReadingOutcome::kNotInstalled);
-}
-
-TEST_F(MeterReadingTest, NoConnectionWhenConnectFailsOrThePortIsOutOfRange) {
-  EnableAll();
-  control.failing = {6};
-  EXPECT_EQ(ReadMeter(connection, profile, request).outcome, ReadingOutcome::kNoConnection);
-  control.failing.clear();
-  request.port = 5;
-  const ReadingResult result = ReadMeter(connection, profile, request);
-  EXPECT_EQ(result.outcome, ReadingOutcome::kNoConnection);
-  EXPECT_EQ(control.Calls(35), 0);
 }
 
 TEST_F(MeterReadingTest, AFailingLaboratoryReadSkipsOnlyThatKind) {
@@ -119,27 +83,9 @@ TEST_F(MeterReadingTest, AFailingLaboratoryReadSkipsOnlyThatKind) {
   EXPECT_TRUE(result.categories[Slot(RecordCategory::kIntakes)]->losses.empty());
 }
 
-TEST_F(MeterReadingTest, AFailingReadOfTheEntriesIsALossInEveryCategoryNotAnEmptyMeter) {
-  EnableAll();
-  control.fail_read_kinds = {1};
-  control.failing = {40};
-  const ReadingResult result = ReadMeter(connection, profile, request);
-  ASSERT_EQ(result.outcome, ReadingOutcome::kRead);
-  for (const RecordCategory category :
-       {RecordCategory::kGlucose, RecordCategory::kIntakes, RecordCategory::kExercise}) {
-    const DecodeStats& stats = *result.categories[Slot(category)];
-    ASSERT_EQ(stats.losses.size(), 1u);
-    EXPECT_NE(stats.losses[0].find("method 35 (read data) failed (record kind 1)"),
-              std::string::npos);
-  }
-  // The insulin doses and the pump boluses: both reads lost.
-  const DecodeStats& insulin = *result.categories[Slot(RecordCategory::kInsulin)];
-  ASSERT_EQ(insulin.losses.size(), 2u);
-  EXPECT_NE(insulin.losses[1].find("method 40 (read second set) failed"), std::string::npos);
-  EXPECT_TRUE(result.records.glucose.empty());
-}
-
-TEST_F(MeterReadingTest, CountsWhatEachCategoryReadMadeAndLeftOut) {
+// Categories switched off stay empty; the others count what they read, made
+// and left out.
+TEST_F(MeterReadingTest, CountsWhatEachEnabledCategoryReadMadeAndLeftOut) {
   profile.available[kCategoryGlucose] = kTrue;
   profile.available[kCategoryInsulin] = kTrue;
   control.records[1].push_back(RawEntry("20260303", "080000").Glucose(99).Insulin(2, -2));
@@ -153,7 +99,12 @@ TEST_F(MeterReadingTest, CountsWhatEachCategoryReadMadeAndLeftOut) {
   EXPECT_EQ(std::pair(insulin.raw_entries, insulin.records), std::pair(3, 1));
   ASSERT_EQ(insulin.notes.size(), 1u);
   EXPECT_EQ(insulin.notes[0].what, "left out: dose below 0 or not a number");
-  EXPECT_FALSE(result.categories[Slot(RecordCategory::kLab)]);  // switched off
+  for (const RecordCategory off :
+       {RecordCategory::kIntakes, RecordCategory::kExercise, RecordCategory::kLab}) {
+    EXPECT_FALSE(result.categories[Slot(off)]);
+  }
+  EXPECT_TRUE(result.records.intakes.empty() && result.records.exercise.empty() &&
+              result.records.lab.empty());
 }
 
 TEST_F(MeterReadingTest, FailingIdentificationEndsEachCategoryAtItsFirstRecord) {

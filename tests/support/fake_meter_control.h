@@ -29,8 +29,7 @@ class FakeMeterControl : public MeterControl {
   std::vector<Driver> drivers;
   std::array<std::string, 12> info{};                      // items 1..12
   std::map<int16_t, std::vector<RawMeterRecord>> records;  // by record kind
-  std::vector<RawPumpRecord> pump;
-  std::string connect_reply = "CONNECTED";  // the connect text given back
+  std::vector<RawPumpRecord> pump;                         // the second record set
 
   // Failure switches: a method listed here (by its number: 1, 2, 3, 6, 7, 35,
   // 36, 40, 41) sets the error flag and does nothing else; `fail_all` fails
@@ -52,7 +51,6 @@ class FakeMeterControl : public MeterControl {
   std::string last_connect_key;
   std::string last_connect_text;
   int16_t last_connect_port = 0;
-  int32_t last_second_set_window = 0;
   bool connected = false;
 
   int Calls(int method) const {
@@ -93,7 +91,7 @@ class FakeMeterControl : public MeterControl {
     last_connect_key = driver_key;
     last_connect_text = connect_text;
     last_connect_port = port;
-    connect_text = connect_reply;
+    connect_text = "CONNECTED";
     connected = true;
   }
   void Disconnect(int32_t& error) override {
@@ -121,8 +119,7 @@ class FakeMeterControl : public MeterControl {
     }
     record = it->second[static_cast<size_t>(index - 1)];
   }
-  void ReadSecondSet(int16_t& count, int32_t progress_window, int32_t& error) override {
-    last_second_set_window = progress_window;
+  void ReadSecondSet(int16_t& count, int32_t, int32_t& error) override {
     if (Begin(40, error)) return;
     count = static_cast<int16_t>(pump.size());
   }
@@ -172,7 +169,6 @@ class RawEntry {
   RawEntry& Unit(int16_t code) { return Put<int32_t>(raw_offset::kUnit, int32_t{code} * 65536); }
 
   operator RawMeterRecord() const { return raw_; }
-  const RawMeterRecord& raw() const { return raw_; }
 
  private:
   template <typename T>
