@@ -10,11 +10,9 @@
 #include <set>
 #include <sstream>
 
-#include "app/meterimport-batch/batch.h"
 #include "common/conversions.h"
 #include "host/meter_catalogue.h"
-#include "meter/plugin_control.h"
-#include "support/test_hives.h"
+#include "support/batch_installation.h"
 
 namespace mi {
 namespace {
@@ -23,8 +21,6 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 
 const fs::path kSource = METERIMPORT_SOURCE_DIR;
-const fs::path kSimulator = fs::path(METERIMPORT_BINARY_DIR) / "lib/libmeterctl-sim.so";
-constexpr const char* kRoot = "SOFTWARE\\Kestrelsoft\\Diary";
 
 // The import format's glucose value: the BG prefix of the host meter type
 // (none for 0, "P", "K", "F" for 1 to 3, "C" for 255; no value at all for
@@ -124,41 +120,22 @@ TEST_P(SampleMemoriesTest, EveryDoseAndEveryPrintedGlucoseValueReachesTheFiles) 
   const auto meter = FindMeter(meter_id);
   ASSERT_TRUE(meter);
 
-  test::TestHives hives;
-  const fs::path import_dir = hives.dir / "import";
-  fs::create_directories(import_dir);
-  hives.SetMachineText(kRoot, "ImportDir", import_dir.string());
-  const std::string key = std::string(kRoot) + "\\modules\\" + std::string(meter->module_name);
-  hives.SetMachineText(key, "TestPorts", "0");
-  for (const char* name : {"Glucose_Available", "Insulin_Available", "InsulinPumpData_Available",
-                           "Intakes_Available", "ExerciseData_Available", "LabData_Available"}) {
-    hives.SetMachineText(key, name, "-1");
-  }
+  test::BatchInstallation installation(std::string(meter->module_name));
   const int slot_types[4] = {14, 11, 3, 10};
   for (int slot = 0; slot < 4; ++slot) {
-    hives.SetMachineText(key, "DefaultTypeInsulin" + std::to_string(slot),
-                         std::to_string(slot_types[slot]));
+    installation.hives.SetMachineText(installation.meter_key,
+                                      "DefaultTypeInsulin" + std::to_string(slot),
+                                      std::to_string(slot_types[slot]));
   }
-  hives.SetMachineText(kMeterControlServerKey, "", kSimulator.string());
-  const fs::path memory_file = hives.dir / "memory.json";
   json fast = memory;
   fast["ms_per_record"] = 0;
-  test::WriteFile(memory_file, fast.dump());
-  hives.SetMachineText(kMeterControlServerKey, "MemoryFile", memory_file.string());
-
-  ImportEnvironment environment;
-  environment.program_file = hives.dir / "bin/meterimport-batch";
-  environment.hives = hives.paths;
-  environment.serial.dev = hives.dir / "dev";
-  std::ostringstream out;
-  std::ostringstream err;
-  ASSERT_EQ(RunBatch({"Diary", "5", "1", std::to_string(meter_id)}, environment, out, err),
-            kBatchDone)
-      << err.str();
+  installation.UseMemory(fast.dump());
+  ASSERT_EQ(installation.Import({"Diary", "5", "1", std::to_string(meter_id)}), kBatchDone)
+      << installation.err.str();
 
   std::string glucose_text;
   std::string insulin_text;
-  for (const auto& entry : fs::directory_iterator(import_dir)) {
+  for (const auto& entry : fs::directory_iterator(installation.import_dir)) {
     const std::string name = entry.path().filename();
     if (name.starts_with("BG_")) glucose_text = test::ReadFile(entry.path());
     if (name.starts_with("INSULIN_")) insulin_text = test::ReadFile(entry.path());

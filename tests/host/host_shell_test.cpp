@@ -26,161 +26,120 @@ class HostShellTest : public ::testing::Test {
     test::WriteFile(hives.dir / "bin/languages/English.lng", "1201=Import from %1\n");
   }
 
-  HostShell& Start(const std::string& command_line) {
+  StartupResult Start(const std::string& command_line) {
     shell = std::make_unique<HostShell>(hives.store, program, &channel);
-    startup = shell->Load(command_line);
-    return *shell;
+    return shell->Load(command_line);
   }
 
   test::TestHives hives;
   std::filesystem::path program = hives.dir / "bin/meterimport";
   RecordingChannel channel;
   std::unique_ptr<HostShell> shell;
-  StartupResult startup;
 };
 
-TEST_F(HostShellTest, SettingsPathsComeFromTheCleanedProductKey) {
-  HostShell& s = Start("Diary\r 1 0 13");
-  EXPECT_EQ(s.ProductKey(), "Diary");
-  EXPECT_EQ(s.RegRoot(), kRoot);
-  EXPECT_EQ(s.ProfilesKey(), std::string(kRoot) + "\\Profiles\\");
-  EXPECT_EQ(s.ModulesKey(), std::string(kRoot) + "\\modules\\");
-}
-
 TEST_F(HostShellTest, NoMeterNumberEndsStartUpWithoutWritingAnything) {
-  HostShell& s = Start("");
-  EXPECT_FALSE(startup.proceed);
-  EXPECT_EQ(startup.message, "MeterID required !");
-  EXPECT_TRUE(s.finished());
+  EXPECT_FALSE(Start("").proceed);  // batch_test.cpp checks the message
+  EXPECT_TRUE(shell->finished());
   EXPECT_FALSE(std::filesystem::exists(hives.paths.user));
 }
 
 TEST_F(HostShellTest, SensorCompleteWithNoSettingsAtAll) {
-  HostShell& s = Start("Diary 17 0 13 0");
-  ASSERT_TRUE(startup.proceed);
-  const ActionResult action = s.Action(13);
+  ASSERT_TRUE(Start("Diary 17 0 13 0").proceed);
+  const ActionResult action = shell->Action(13);
   EXPECT_TRUE(action.open_wizard);
   EXPECT_EQ(action.picture, 113);
-  const HostContext& c = s.context();
-  EXPECT_EQ(c.MeterDesc, "Accu-Chek Sensor Complete");
-  EXPECT_EQ(c.ModuleName, "Accutrend sensor complete");
-  EXPECT_EQ(c.MeterFamily, "Accu-Chek Complete");
-  EXPECT_EQ(c.ReadMode, 12);
-  EXPECT_EQ(c.ComPort, 1);
-  EXPECT_EQ(c.ImportSequence, 17);
+  const HostContext& c = shell->context();
+  EXPECT_EQ(c.MeterDesc + "|" + c.ModuleName + "|" + c.MeterFamily,
+            "Accu-Chek Sensor Complete|Accutrend sensor complete|Accu-Chek Complete");
+  EXPECT_EQ(std::tuple(c.ReadMode, c.ComPort, c.ImportSequence), std::tuple(12, 1, 17));
   EXPECT_EQ(c.ImportDir, (hives.dir / "bin").string() + "/");
   EXPECT_EQ(c.AppPath, c.ImportDir);
   EXPECT_EQ(c.ExportFile, c.ImportDir + "export.txt");
-  EXPECT_EQ(s.MeterKey(), kComplete);
+  EXPECT_EQ(shell->MeterKey(), kComplete);
 }
 
-TEST_F(HostShellTest, ThePortOnTheCommandLineWinsOverTheStoredOne) {
-  hives.SetUserText(kComplete, "COM", "7");
-  HostShell& s = Start("Diary 1 4 13");
-  s.Action(13);
-  EXPECT_EQ(s.context().ComPort, 4);
-}
-
-TEST_F(HostShellTest, TheStoredPortIsItsLeadingNumberOrOne) {
+// The port on the command line, else the stored port's leading number, else 1.
+TEST_F(HostShellTest, ThePortInUse) {
   struct Case {
+    const char* command_line;
     const char* machine;
     const char* user;
     int16_t expected;
   };
   const Case cases[] = {
-      {nullptr, nullptr, 1}, {"3", nullptr, 3},    {"3", "5", 5},          {"3", "", 3},
-      {nullptr, "0", 1},     {nullptr, "COM2", 1}, {nullptr, " 6\r\n", 6}, {nullptr, "2.5", 2},
+      {"Diary 1 4 13", "3", "7", 4},        {"Diary 1 0 13", nullptr, nullptr, 1},
+      {"Diary 1 0 13", "3", nullptr, 3},    {"Diary 1 0 13", "3", "5", 5},
+      {"Diary 1 0 13", "3", "", 3},         {"Diary 1 0 13", nullptr, "0", 1},
+      {"Diary 1 0 13", nullptr, "COM2", 1}, {"Diary 1 0 13", nullptr, " 6\r\n", 6},
+      {"Diary 1 0 13", nullptr, "2.5", 2},
   };
   for (const auto& c : cases) {
     test::TestHives local;
     if (c.machine) local.SetMachineText(kComplete, "COM", c.machine);
     if (c.user) local.SetUserText(kComplete, "COM", c.user);
     HostShell s(local.store, program);
-    s.Load("Diary 1 0 13");
+    s.Load(c.command_line);
     s.Action(13);
     EXPECT_EQ(s.context().ComPort, c.expected)
-        << (c.machine ? c.machine : "-") << " / " << (c.user ? c.user : "-");
+        << c.command_line << ": " << (c.machine ? c.machine : "-") << " / "
+        << (c.user ? c.user : "-");
   }
 }
 
-TEST_F(HostShellTest, DescriptionComesFromTheMachineRootOnly) {
+// "Desc" is read from the machine root only, and "COM" is written back under
+// the description's key (batch_test.cpp checks the catalogue's name).
+TEST_F(HostShellTest, TheDescriptionNamesTheKeyThePortIsStoredUnder) {
   hives.SetMachineText(kComplete, "Desc", "  My Complete\r\n");
   hives.SetUserText(kComplete, "Desc", "User's name");
-  HostShell& s = Start("Diary 1 0 13");
-  s.Action(13);
-  EXPECT_EQ(s.context().MeterDesc, "My Complete");
-}
-
-TEST_F(HostShellTest, FinishingStoresThePortUnderTheDescription) {
-  // "COM" is read under the module's sub-key but written under the
-  // description's, so the two differ even for the catalogue name.
-  const std::string modules = std::string(kRoot) + "\\modules\\";
-  HostShell& s = Start("Diary 1 0 13");
-  s.Action(13);
-  s.SetFinished(true);
-  EXPECT_TRUE(s.finished());
-  EXPECT_EQ(hives.store.ReadUser(modules + "Accu-Chek Sensor Complete", "COM", ""), "1");
+  Start("Diary 1 3 13");
+  shell->Action(13);
+  EXPECT_EQ(shell->context().MeterDesc, "My Complete");
+  shell->SetFinished(true);
+  EXPECT_EQ(hives.store.ReadUser(std::string(kRoot) + "\\modules\\My Complete", "COM", ""), "3");
   EXPECT_EQ(hives.store.ReadUser(kComplete, "COM", ""), "");
-
-  hives.SetMachineText(kComplete, "Desc", "My Complete");
-  HostShell& t = Start("Diary 1 3 13");
-  t.Action(13);
-  t.SetFinished(true);
-  EXPECT_EQ(hives.store.ReadUser(modules + "My Complete", "COM", ""), "3");
 }
 
 TEST_F(HostShellTest, ImportFolderLookup) {
-  {
-    HostShell& s = Start("Diary 1 0 13");
-    EXPECT_EQ(s.context().ImportDir, (hives.dir / "bin").string());
-  }
+  HostShell none(hives.store, "meterimport");  // a program without a folder
+  ASSERT_TRUE(none.Load("Diary 1 0 13").proceed);
+  EXPECT_FALSE(none.Action(13).open_wizard);
+  EXPECT_EQ(none.context().ResultCode, 2);
+  EXPECT_TRUE(none.context().MeterDesc.empty());
+
   hives.SetMachineText(kRoot, "ImportDir", "   ");
-  EXPECT_EQ(Start("Diary 1 0 13").context().ImportDir, (hives.dir / "bin").string());
+  EXPECT_EQ(Start("Diary 1 0 13").proceed, true);
+  EXPECT_EQ(shell->context().ImportDir, (hives.dir / "bin").string());
   hives.SetMachineText(kRoot, "ImportDir", "/srv/import");
   hives.SetUserText(kRoot, "ImportDir", "");
-  EXPECT_EQ(Start("Diary 1 0 13").context().ImportDir, "/srv/import");
+  Start("Diary 1 0 13");
+  EXPECT_EQ(shell->context().ImportDir, "/srv/import");
   hives.SetUserText(kRoot, "ImportDir", "/home/me/import/");
-  HostShell& s = Start("Diary 1 0 13");
-  s.Action(13);
-  EXPECT_EQ(s.context().ImportDir, "/home/me/import/");
+  Start("Diary 1 0 13");
+  shell->Action(13);
+  EXPECT_EQ(shell->context().ImportDir, "/home/me/import/");
 }
 
-TEST_F(HostShellTest, NoImportFolderMeansNoWizard) {
-  HostShell s(hives.store, "meterimport");  // a program without a folder
-  ASSERT_TRUE(s.Load("Diary 1 0 13").proceed);
-  const ActionResult action = s.Action(13);
-  EXPECT_FALSE(action.open_wizard);
-  EXPECT_EQ(s.context().ResultCode, 2);
-  EXPECT_TRUE(s.context().MeterDesc.empty());
-}
-
-TEST_F(HostShellTest, TitleAndFirstStatusFromTheLanguageModule) {
+// batch_test.cpp checks the title's status line.
+TEST_F(HostShellTest, WithoutALanguageModuleNoTitleAndNoStatus) {
   hives.SetUserText(kRoot, "LanguageDLL", "Klingon");  // no such catalogue
-  HostShell& none = Start("Diary 1 0 13");
-  none.Action(13);
-  EXPECT_EQ(none.language(), nullptr);
-  EXPECT_EQ(none.title(), "");
+  Start("Diary 1 0 13");
+  shell->Action(13);
+  EXPECT_EQ(shell->language(), nullptr);
+  EXPECT_EQ(shell->title(), "");
   EXPECT_TRUE(channel.commands.empty());  // an unchanged empty caption sends nothing
-
-  hives.SetUserText(kRoot, "LanguageDLL", "English\r\n");
-  HostShell& s = Start("Diary 1 0 13");
-  s.Action(13);
-  EXPECT_EQ(s.title(), "Import from Accu-Chek Sensor Complete");
-  ASSERT_EQ(channel.commands.size(), 1u);
-  EXPECT_EQ(channel.commands[0], "STATUS|Import from Accu-Chek Sensor Complete");
-  s.SetStatus("");
-  EXPECT_EQ(channel.commands.back(), "STATUS|");
+  shell->SetStatus("x");
+  shell->SetStatus("");
+  EXPECT_EQ(channel.commands, (std::vector<std::string>{"STATUS|x", "STATUS|"}));
 }
 
 TEST_F(HostShellTest, AMeterOutsideTheCatalogueGetsEmptyNames) {
-  HostShell& s = Start("Diary 1 0 20");
-  const ActionResult action = s.Action(20);
-  EXPECT_TRUE(action.open_wizard);
-  EXPECT_EQ(s.context().MeterDesc, "");
-  EXPECT_EQ(s.context().ModuleName, "");
-  EXPECT_EQ(s.context().MeterFamily, "");
-  EXPECT_EQ(s.context().ComPort, 1);
-  EXPECT_EQ(Start("Diary 1 0 32767").Action(32767).picture, std::nullopt);
+  Start("Diary 1 0 20");
+  EXPECT_TRUE(shell->Action(20).open_wizard);
+  const HostContext& c = shell->context();
+  EXPECT_EQ(c.MeterDesc + c.ModuleName + c.MeterFamily, "");
+  EXPECT_EQ(c.ComPort, 1);
+  Start("Diary 1 0 32767");
+  EXPECT_EQ(shell->Action(32767).picture, std::nullopt);
 }
 
 TEST(MeterCatalogue, SetupDialogsByExactFamilyName) {
