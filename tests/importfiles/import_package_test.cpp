@@ -99,27 +99,6 @@ TEST_F(ImportPackageTest, MissingImportFolderWritesNothingAndDoesNotStop) {
   EXPECT_TRUE(Files().empty());
 }
 
-// Import files already there with odd content are read and written over
-// without harm; the new section is complete afterwards.
-TEST_F(ImportPackageTest, OddExistingFilesAreRewritten) {
-  std::string binary;
-  for (int i = 0; i < 4096; ++i) binary.push_back(static_cast<char>((i * 7919) % 256));
-  const std::pair<const char*, std::string> cases[] = {
-      {"a line of 1 MB", "[OTHER]\r\nK=" + std::string(1 << 20, 'v') + "\r\n"},
-      {"sections repeated", "[GLUCOSE]\r\n1=a\r\n[GLUCOSE]\r\n2=b\r\n[glucose]\r\n"},
-      {"binary junk", binary},
-  };
-  records_.insulin.clear();
-  for (const auto& [what, content] : cases) {
-    test::WriteFile(dir_ / kSingleName, content);
-    EXPECT_TRUE(Write(true).writers[0].save_failures.empty()) << what;
-    const std::string text = Single();
-    EXPECT_NE(text.find("[GLUCOSE]\r\nSTORAGEMETHOD=0\r\nNUMSKIPS=1\r\n"), std::string::npos);
-    EXPECT_EQ(text.substr(text.size() - 2), "\r\n") << what;
-  }
-  EXPECT_EQ(Files().size(), 1u);
-}
-
 TEST_F(ImportPackageTest, RelativeImportFolderLandsInTheDataDirectory) {
   const test::ScopedEnv data_home("XDG_DATA_HOME", dir_.path().c_str());
   const auto cwd = std::filesystem::current_path();
