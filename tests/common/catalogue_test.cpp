@@ -20,13 +20,6 @@ namespace fs = std::filesystem;
 
 const fs::path kLanguages = fs::path(METERIMPORT_SOURCE_DIR) / "data" / "languages";
 
-TEST(TextIds, ListEveryNumberOnce) {
-  EXPECT_EQ(std::adjacent_find(kAllTextIds.begin(), kAllTextIds.end()), kAllTextIds.end());
-  EXPECT_EQ(kAllTextIds.size(), 76u);  // 32 single texts, 30 diary events, 14 insulin types
-  EXPECT_EQ(EventTextId(0), 800);
-  EXPECT_EQ(InsulinTypeTextId(10), 1272);
-}
-
 class ShippedCatalogue : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(ShippedCatalogue, IsFoundAndLoadsWithoutProblemsWithExactlyTheNumbersTheModuleUses) {

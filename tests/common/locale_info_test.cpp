@@ -7,13 +7,6 @@
 namespace mi {
 namespace {
 
-TEST(NumericLocaleName, TakesTheFirstNonEmptyOfLcAllLcNumericAndLang) {
-  EXPECT_EQ(NumericLocaleName("de_DE", "fr_FR", "en_US"), "de_DE");
-  EXPECT_EQ(NumericLocaleName("", "fr_FR", "en_US"), "fr_FR");
-  EXPECT_EQ(NumericLocaleName(nullptr, nullptr, "en_US"), "en_US");
-  EXPECT_EQ(NumericLocaleName(nullptr, "", nullptr), "");
-}
-
 TEST(DecimalSeparator, ByTableAndForTheInstalledLocale) {
   for (const char* locale : {"", "C", "POSIX", "C.UTF-8", "en_US.UTF-8", "de_CH.UTF-8", "de_CH",
                              "fr_CH", "it_CH.UTF-8", "es_MX.UTF-8", "zh_CN.GB18030"}) {
@@ -29,6 +22,7 @@ TEST(DecimalSeparator, ByTableAndForTheInstalledLocale) {
   }
 }
 
+// The first of LC_ALL, LC_NUMERIC and LANG that is set and not empty.
 TEST(UserDecimalSeparator, ComesFromTheEnvironment) {
   struct Case {
     const char* lc_all;

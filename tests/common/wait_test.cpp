@@ -75,15 +75,5 @@ TEST(WaitMilliseconds, TheShortFormUsesTheInstalledPump) {
   EXPECT_NE(&DefaultEventPump(), &pump);
 }
 
-TEST(WaitMilliseconds, RealClockAndSleepingPumpWaitAtLeastTheTime) {
-  SteadyMillisecondClock clock;
-  SleepingEventPump pump;
-  const double before = clock.Milliseconds();
-  double start = before;
-  WaitMilliseconds(3, &start, clock, pump);
-  EXPECT_GE(start, before + 3);
-  EXPECT_GE(clock.Milliseconds(), start);
-}
-
 }  // namespace
 }  // namespace mi

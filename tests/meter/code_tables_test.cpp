@@ -7,14 +7,6 @@
 namespace mi {
 namespace {
 
-TEST(CodeTables, InsulinKeywordsByCode) {
-  const std::pair<int16_t, const char*> cases[] = {
-      {0, "NONE"},     {1, "10/90"},  {9, "90/10"}, {10, "REGULAR"}, {13, "ULTRALENTE"},
-      {14, "HUMALOG"}, {15, "OTHER"}, {16, ""},     {-1, ""},
-  };
-  for (const auto& [code, name] : cases) EXPECT_EQ(InsulinCodeName(code), name) << code;
-}
-
 TEST(CodeTables, ModelNamesAndHostTypes) {
   struct Case {
     const char* code;
