@@ -32,11 +32,10 @@ class FakeMeterControl : public MeterControl {
   std::vector<RawPumpRecord> pump;                         // the second record set
 
   // Failure switches: a method listed here (by its number: 1, 2, 3, 6, 7, 35,
-  // 36, 40, 41) sets the error flag and does nothing else; `fail_all` fails
-  // every method. `fail_read_kinds` fails method 35 for those kinds only.
+  // 36, 40, 41) sets the error flag and does nothing else. `fail_read_kinds`
+  // fails method 35 for those kinds only.
   std::set<int> failing;
   std::set<int16_t> fail_read_kinds;
-  bool fail_all = false;
 
   // What was asked of the control.
   std::map<int, int> calls;  // by method number
@@ -136,7 +135,7 @@ class FakeMeterControl : public MeterControl {
   // Counts the call and sets the flag; true when the call is to fail.
   bool Begin(int method, int32_t& error) {
     ++calls[method];
-    error = (fail_all || failing.count(method)) ? 1 : 0;
+    error = failing.count(method) ? 1 : 0;
     return error != 0;
   }
 
