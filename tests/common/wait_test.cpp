@@ -65,15 +65,5 @@ TEST(WaitMilliseconds, ASumThatIsNotFiniteEndsAtOnceAndLeavesStart) {
   }
 }
 
-TEST(WaitMilliseconds, TheShortFormUsesTheInstalledPump) {
-  FakeMillisecondClock unused(0);
-  FakeEventPump pump(unused, 0);
-  SetDefaultEventPump(&pump);
-  WaitMilliseconds(0);
-  SetDefaultEventPump(nullptr);
-  EXPECT_EQ(pump.passes(), 1);
-  EXPECT_NE(&DefaultEventPump(), &pump);
-}
-
 }  // namespace
 }  // namespace mi

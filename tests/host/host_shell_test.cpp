@@ -1,3 +1,7 @@
+// The start-up without windows. tests/app/batch_test.cpp runs it end to end:
+// the messages, the import folder and sequence, the meter's names and the
+// port stored under the catalogue's description.
+
 #include "host/host_shell.h"
 
 #include <gtest/gtest.h>
@@ -22,78 +26,60 @@ class RecordingChannel : public StatusChannel {
 
 class HostShellTest : public ::testing::Test {
  protected:
-  HostShellTest() {
-    test::WriteFile(hives.dir / "bin/languages/English.lng", "1201=Import from %1\n");
+  // A shell of the program in bin/, loaded with `command_line` and, unless
+  // there is no meter number, its Action run.
+  HostShell& Start(const std::string& command_line, test::TestHives& settings) {
+    shell = std::make_unique<HostShell>(settings.store, settings.dir / "bin/meterimport", &channel);
+    if (shell->Load(command_line).proceed) action = shell->Action(shell->context().MeterID);
+    return *shell;
   }
-
-  StartupResult Start(const std::string& command_line) {
-    shell = std::make_unique<HostShell>(hives.store, program, &channel);
-    return shell->Load(command_line);
-  }
+  HostShell& Start(const std::string& command_line) { return Start(command_line, hives); }
 
   test::TestHives hives;
-  std::filesystem::path program = hives.dir / "bin/meterimport";
   RecordingChannel channel;
   std::unique_ptr<HostShell> shell;
+  ActionResult action;
 };
 
 TEST_F(HostShellTest, NoMeterNumberEndsStartUpWithoutWritingAnything) {
-  EXPECT_FALSE(Start("").proceed);  // batch_test.cpp checks the message
-  EXPECT_TRUE(shell->finished());
+  EXPECT_TRUE(Start("").finished());
   EXPECT_FALSE(std::filesystem::exists(hives.paths.user));
 }
 
-TEST_F(HostShellTest, SensorCompleteWithNoSettingsAtAll) {
-  ASSERT_TRUE(Start("Diary 17 0 13 0").proceed);
-  const ActionResult action = shell->Action(13);
-  EXPECT_TRUE(action.open_wizard);
-  EXPECT_EQ(action.picture, 113);
-  const HostContext& c = shell->context();
-  EXPECT_EQ(c.MeterDesc + "|" + c.ModuleName + "|" + c.MeterFamily,
-            "Accu-Chek Sensor Complete|Accutrend sensor complete|Accu-Chek Complete");
-  EXPECT_EQ(std::tuple(c.ReadMode, c.ComPort, c.ImportSequence), std::tuple(12, 1, 17));
-  EXPECT_EQ(c.ImportDir, (hives.dir / "bin").string() + "/");
-  EXPECT_EQ(c.AppPath, c.ImportDir);
-  EXPECT_EQ(c.ExportFile, c.ImportDir + "export.txt");
+TEST_F(HostShellTest, WhatTheWindowsShowOfTheSensorComplete) {
+  const HostContext& c = Start("Diary 17 0 13 0").context();
+  EXPECT_EQ(c.ReadMode, 12);
+  EXPECT_EQ(c.AppPath, (hives.dir / "bin").string() + "/");
+  EXPECT_EQ(c.ExportFile, c.AppPath + "export.txt");
   EXPECT_EQ(shell->MeterKey(), kComplete);
+  EXPECT_EQ(action.picture, 113);
+  EXPECT_EQ(Start("Diary 1 0 32767").context().MeterDesc, "");  // outside the catalogue
+  EXPECT_EQ(action.picture, std::nullopt);
 }
 
 // The port on the command line, else the stored port's leading number, else 1.
 TEST_F(HostShellTest, ThePortInUse) {
-  struct Case {
-    const char* command_line;
-    const char* machine;
-    const char* user;
-    int16_t expected;
+  const std::tuple<const char*, const char*, const char*, int16_t> cases[] = {
+      {"Diary 1 4 13", "3", "7", 4},          {"Diary 1 0 13", nullptr, nullptr, 1},
+      {"Diary 1 0 13", "3", "5", 5},          {"Diary 1 0 13", "3", "", 3},
+      {"Diary 1 0 13", nullptr, "0", 1},      {"Diary 1 0 13", nullptr, "COM2", 1},
+      {"Diary 1 0 13", nullptr, " 6\r\n", 6}, {"Diary 1 0 13", nullptr, "2.5", 2},
   };
-  const Case cases[] = {
-      {"Diary 1 4 13", "3", "7", 4},        {"Diary 1 0 13", nullptr, nullptr, 1},
-      {"Diary 1 0 13", "3", nullptr, 3},    {"Diary 1 0 13", "3", "5", 5},
-      {"Diary 1 0 13", "3", "", 3},         {"Diary 1 0 13", nullptr, "0", 1},
-      {"Diary 1 0 13", nullptr, "COM2", 1}, {"Diary 1 0 13", nullptr, " 6\r\n", 6},
-      {"Diary 1 0 13", nullptr, "2.5", 2},
-  };
-  for (const auto& c : cases) {
+  for (const auto& [command_line, machine, user, expected] : cases) {
     test::TestHives local;
-    if (c.machine) local.SetMachineText(kComplete, "COM", c.machine);
-    if (c.user) local.SetUserText(kComplete, "COM", c.user);
-    HostShell s(local.store, program);
-    s.Load(c.command_line);
-    s.Action(13);
-    EXPECT_EQ(s.context().ComPort, c.expected)
-        << c.command_line << ": " << (c.machine ? c.machine : "-") << " / "
-        << (c.user ? c.user : "-");
+    if (machine) local.SetMachineText(kComplete, "COM", machine);
+    if (user) local.SetUserText(kComplete, "COM", user);
+    EXPECT_EQ(Start(command_line, local).context().ComPort, expected)
+        << command_line << ": " << (machine ? machine : "-") << " / " << (user ? user : "-");
   }
 }
 
 // "Desc" is read from the machine root only, and "COM" is written back under
-// the description's key (batch_test.cpp checks the catalogue's name).
+// the description's key.
 TEST_F(HostShellTest, TheDescriptionNamesTheKeyThePortIsStoredUnder) {
   hives.SetMachineText(kComplete, "Desc", "  My Complete\r\n");
   hives.SetUserText(kComplete, "Desc", "User's name");
-  Start("Diary 1 3 13");
-  shell->Action(13);
-  EXPECT_EQ(shell->context().MeterDesc, "My Complete");
+  EXPECT_EQ(Start("Diary 1 3 13").context().MeterDesc, "My Complete");
   shell->SetFinished(true);
   EXPECT_EQ(hives.store.ReadUser(std::string(kRoot) + "\\modules\\My Complete", "COM", ""), "3");
   EXPECT_EQ(hives.store.ReadUser(kComplete, "COM", ""), "");
@@ -101,45 +87,25 @@ TEST_F(HostShellTest, TheDescriptionNamesTheKeyThePortIsStoredUnder) {
 
 TEST_F(HostShellTest, ImportFolderLookup) {
   HostShell none(hives.store, "meterimport");  // a program without a folder
-  ASSERT_TRUE(none.Load("Diary 1 0 13").proceed);
+  none.Load("Diary 1 0 13");
   EXPECT_FALSE(none.Action(13).open_wizard);
   EXPECT_EQ(none.context().ResultCode, 2);
-  EXPECT_TRUE(none.context().MeterDesc.empty());
 
   hives.SetMachineText(kRoot, "ImportDir", "   ");
-  EXPECT_EQ(Start("Diary 1 0 13").proceed, true);
-  EXPECT_EQ(shell->context().ImportDir, (hives.dir / "bin").string());
+  EXPECT_EQ(Start("Diary 1 0 13").context().ImportDir, (hives.dir / "bin").string() + "/");
   hives.SetMachineText(kRoot, "ImportDir", "/srv/import");
   hives.SetUserText(kRoot, "ImportDir", "");
-  Start("Diary 1 0 13");
-  EXPECT_EQ(shell->context().ImportDir, "/srv/import");
-  hives.SetUserText(kRoot, "ImportDir", "/home/me/import/");
-  Start("Diary 1 0 13");
-  shell->Action(13);
-  EXPECT_EQ(shell->context().ImportDir, "/home/me/import/");
+  EXPECT_EQ(Start("Diary 1 0 13").context().ImportDir, "/srv/import/");
 }
 
 // batch_test.cpp checks the title's status line.
 TEST_F(HostShellTest, WithoutALanguageModuleNoTitleAndNoStatus) {
   hives.SetUserText(kRoot, "LanguageDLL", "Klingon");  // no such catalogue
-  Start("Diary 1 0 13");
-  shell->Action(13);
-  EXPECT_EQ(shell->language(), nullptr);
-  EXPECT_EQ(shell->title(), "");
+  EXPECT_EQ(Start("Diary 1 0 13").title(), "");
   EXPECT_TRUE(channel.commands.empty());  // an unchanged empty caption sends nothing
   shell->SetStatus("x");
   shell->SetStatus("");
   EXPECT_EQ(channel.commands, (std::vector<std::string>{"STATUS|x", "STATUS|"}));
-}
-
-TEST_F(HostShellTest, AMeterOutsideTheCatalogueGetsEmptyNames) {
-  Start("Diary 1 0 20");
-  EXPECT_TRUE(shell->Action(20).open_wizard);
-  const HostContext& c = shell->context();
-  EXPECT_EQ(c.MeterDesc + c.ModuleName + c.MeterFamily, "");
-  EXPECT_EQ(c.ComPort, 1);
-  Start("Diary 1 0 32767");
-  EXPECT_EQ(shell->Action(32767).picture, std::nullopt);
 }
 
 TEST(MeterCatalogue, SetupDialogsByExactFamilyName) {

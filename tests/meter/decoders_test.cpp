@@ -136,16 +136,12 @@ TEST(SplitInsulinDose, SplitsByTypeCode) {
     int16_t rapid, code_after;
     const char* type;
   };
+  // The sample memories check types 3, 10, 11 and 14 end to end.
   const Case cases[] = {
-      {3, 3, 10 * 0.3, 10 * 0.7, 0, 3, "Insulin 3"},
       {5, 3, 5, 5, 0, 5, "Insulin 5"},
-      {10, 3, 10, 0, 0, 10, "Insulin 10"},
-      {11, 3, 0, 10, 0, 11, "Insulin 11"},
       {14, 3, 10, 0, -1, 14, "Insulin 14"},  // rapid: nothing in I2
       {15, 3, 10, 0, 0, 15, "Other"},
-      // Outside the description list (the -1 of an unset slot): empty text.
-      {16, 3, 10, 0, 0, 16, ""},
-      {-1, 3, 10, 0, 0, -1, ""},
+      {16, 3, 10, 0, 0, 16, ""},  // outside the description list: empty text
       // Type 0 takes the slot default and keeps it.
       {0, 11, 0, 10, 0, 11, "Insulin 11"},
       {0, 0, 10, 0, 0, 0, ""},
@@ -218,19 +214,6 @@ TEST_F(InsulinTest, PumpEntriesStartAtTheSpareElement) {
   EXPECT_EQ(Append(), 1);
   ASSERT_EQ(records.size(), 2u);
   EXPECT_EQ(records[0].type, "Insulin 10");
-
-  // A failing read of the set leaves the array; a bad date ends the append.
-  control.failing = {40};
-  const int fetched = control.Calls(41);
-  EXPECT_EQ(Append(), 1);
-  EXPECT_EQ(records.size(), 2u);
-  EXPECT_EQ(control.Calls(41), fetched);
-  records.clear();
-  control.failing.clear();
-  control.pump.push_back({"2004", "081500", 10, 2.0f});
-  EXPECT_EQ(Append(), 0);
-  EXPECT_TRUE(records.empty());
-  EXPECT_FALSE(error().empty());
 }
 
 // ---- Intakes and exercise --------------------------------------------------
@@ -335,15 +318,11 @@ TEST_F(LabTest, EachKindFillsItsOwnField) {
   };
   constexpr size_t kNone = static_cast<size_t>(-1);
   const std::tuple<int16_t, float, size_t, double> cases[] = {
-      {6, 200.5f, 0, 200},   // CHOL, rounded halves to even
-      {5, 1.25f, 1, 1.25},   // TRI, copied
-      {16, 45.5f, 2, 46},    // HDL
-      {10, 120.4f, 3, 120},  // LDL
-      {3, 6.8f, 5, 6.8f},    // HBAC
-      {18, 30, 11, 30},      // ALBU
-      {9, 1.2f, 12, 1},      // CREAT
-      {4, 99, kNone, 0},     // kinds without a field: every value missing
-      {17, 99, kNone, 0},
+      {6, 200.5f, 0, 200},  // CHOL, rounded halves to even
+      {16, 45.5f, 2, 46},   // HDL
+      {5, 1.25f, 1, 1.25},  // TRI, copied
+      {3, 6.8f, 5, 6.8f},   // HBAC
+      {4, 99, kNone, 0},    // a kind without a field: every value missing
   };
   for (const auto& [kind, raw, field, value] : cases) {
     records.clear();
