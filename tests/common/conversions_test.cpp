@@ -1,11 +1,13 @@
-#include "common/conversions.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <optional>
 #include <string>
+
+#include "common/conversions.h"
+#include "common/locale_info.h"
+#include "support/scoped_env.h"
 
 namespace mi {
 namespace {
@@ -64,17 +66,8 @@ TEST(StoredFlagsAndSingles, NonZeroNumbersAreTrueAndEitherSeparatorIsTaken) {
 
 TEST(FixedPatterns, RoundHalvesAwayFromZeroOnTheWrittenDigits) {
   const std::pair<double, const char*> one_decimal[] = {
-      {2.25, "2.3"},
-      {0.15, "0.2"},
-      {12, "12.0"},
-      {0, "0.0"},
-      {9.96, "10.0"},
-      {-2.25, "-2.3"},
-      {0.04, "0.0"},
-      {-0.04, "0.0"},
-      {0.05, "0.1"},
-      {99.95, "100.0"},
-      {1234567.89, "1234567.9"},
+      {2.25, "2.3"},   {0.15, "0.2"}, {12, "12.0"},   {0, "0.0"},    {9.96, "10.0"},
+      {-2.25, "-2.3"}, {0.04, "0.0"}, {-0.04, "0.0"}, {0.05, "0.1"}, {99.95, "100.0"},
   };
   for (const auto& [value, expected] : one_decimal) {
     EXPECT_EQ(FormatFixed(value, 1, '.'), expected) << value;
@@ -83,16 +76,15 @@ TEST(FixedPatterns, RoundHalvesAwayFromZeroOnTheWrittenDigits) {
   EXPECT_EQ(FormatFixed(7 * 0.5, 1, ','), "3,5");
   EXPECT_EQ(FormatFixed(2.5, 0, '.') + FormatFixed(3.5, 0, '.'), "34");
   EXPECT_EQ(FormatFixed(1e20, 0, '.'), "100000000000000000000");
+  EXPECT_EQ(FormatFixed(1234567.89, 1, '.'), "1234567.9");
 }
 
 TEST(SingleDefaultText, SevenSignificantDigitsWithoutTrailingZeros) {
   const std::pair<float, const char*> cases[] = {
-      {5.6f, "5.6"},    {0, "0"},
-      {100, "100"},     {1234567, "1234567"},
-      {0.1f, "0.1"},    {-2.5f, "-2.5"},
-      {1e-5f, "1E-05"}, {0.0001f, "0.0001"},
-      {-0.0f, "0"},     {12345678, "1.234568E+07"},
+      {5.6f, "5.6"},   {0, "0"},         {100, "100"},        {1234567, "1234567"}, {0.1f, "0.1"},
+      {-2.5f, "-2.5"}, {1e-5f, "1E-05"}, {0.0001f, "0.0001"}, {-0.0f, "0"},
   };
+  EXPECT_EQ(SingleText(12345678, '.'), "1.234568E+07");
   for (const auto& [value, expected] : cases) EXPECT_EQ(SingleText(value, '.'), expected) << value;
   EXPECT_EQ(SingleText(6.2f, ','), "6,2");
 }
@@ -134,6 +126,43 @@ TEST(DateValues, TimeOfDayWrapsAroundADayAndFormatsOfTheImportFiles) {
   EXPECT_EQ(FormatDDMMYYYY(0), "30121899");
   const DateParts early = SplitDate(-1.25);  // 29 December 1899, 06:00
   EXPECT_EQ(std::pair(early.day, early.hour), std::pair(29, 6));
+}
+
+TEST(DecimalSeparator, ByTableAndForTheInstalledLocale) {
+  for (const char* locale : {"", "C", "POSIX", "C.UTF-8", "en_US.UTF-8", "de_CH.UTF-8", "de_CH",
+                             "fr_CH", "it_CH.UTF-8", "es_MX.UTF-8", "zh_CN.GB18030"}) {
+    EXPECT_EQ(DecimalSeparatorByTable(locale), '.') << locale;
+  }
+  for (const char* locale : {"de_DE.UTF-8", "de_AT@euro", "de", "fr_FR@euro", "pt_BR.UTF-8",
+                             "ru_RU.KOI8-R", "sv_SE", "en_DK.UTF-8", "DE_de"}) {
+    EXPECT_EQ(DecimalSeparatorByTable(locale), ',') << locale;
+  }
+  // An installed locale's own radix character agrees with the table.
+  for (const char* locale : {"C.UTF-8", "en_US.UTF-8", "de_DE.UTF-8", "de_CH.UTF-8", "no_SUCH"}) {
+    EXPECT_EQ(DecimalSeparatorForLocale(locale), DecimalSeparatorByTable(locale)) << locale;
+  }
+}
+
+// The first of LC_ALL, LC_NUMERIC and LANG that is set and not empty.
+TEST(UserDecimalSeparator, ComesFromTheEnvironment) {
+  struct Case {
+    const char* lc_all;
+    const char* lc_numeric;
+    const char* lang;
+    char expected;
+  } cases[] = {
+      {nullptr, nullptr, nullptr, '.'},        {nullptr, nullptr, "de_DE.UTF-8", ','},
+      {"", "de_CH.UTF-8", "de_DE.UTF-8", '.'}, {"C", "de_DE.UTF-8", "de_DE.UTF-8", '.'},
+      {"fr_FR.UTF-8", "C", "C", ','},
+  };
+  for (const Case& c : cases) {
+    const test::ScopedEnv all("LC_ALL", c.lc_all);
+    const test::ScopedEnv numeric("LC_NUMERIC", c.lc_numeric);
+    const test::ScopedEnv lang("LANG", c.lang);
+    EXPECT_EQ(UserDecimalSeparator(), c.expected)
+        << (c.lc_all ? c.lc_all : "-") << " " << (c.lc_numeric ? c.lc_numeric : "-") << " "
+        << (c.lang ? c.lang : "-");
+  }
 }
 
 }  // namespace

@@ -1,11 +1,15 @@
-// The decoding of raw entries into records, category by category.
-
-#include "meter/decoders.h"
+// The decoding of raw entries into records: the meter's dates, the code tables and
+// each category.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
+#include "meter/code_tables.h"
+#include "meter/decoders.h"
+#include "meter/meter_date.h"
+#include "meter/meter_errors.h"
 #include "support/fake_meter_control.h"
 
 namespace mi {
@@ -375,6 +379,88 @@ TEST_F(LabTest, KetoneLevelsTakeTheDefaults) {
     EXPECT_EQ(records[1].date + records[2].date, 0) << level;
     EXPECT_FALSE(error().empty()) << level;
   }
+}
+
+DateValue Date(int y, int m, int d) {
+  return *DateFromParts(y, m, d);
+}
+DateValue Time(int h, int n) {
+  return TimeFromParts(h, n, 0);
+}
+
+TEST(MeterDateTime, ConvertsAndRollsOver) {
+  struct Case {
+    const char* date;
+    const char* time;
+    DateValue expected;
+  };
+  const Case cases[] = {
+      {"20040203", "140509", Date(2004, 2, 3) + Time(14, 5)},
+      {"20040203", "", Date(2004, 2, 3)},
+      {"", "140509", Time(14, 5)},
+      // A longer text takes its day and second from the end.
+      {"2004020xx17", "", Date(2004, 2, 17)},
+      {"", "1405xx30", Time(14, 5)},
+      // Out-of-range date parts roll over (conversions_test.cpp has more).
+      {"20040231", "", Date(2004, 3, 2)},
+      // The time of day wraps at midnight and never moves the date; seconds
+      // carry into the minutes before they are dropped.
+      {"20040203", "250000", Date(2004, 2, 3) + Time(1, 0)},
+      {"", "236000", Time(0, 0)},
+      {"", "105960", Time(11, 0)},
+      {"", "105959", Time(10, 59)},
+  };
+  for (const Case& c : cases) {
+    EXPECT_DOUBLE_EQ(MeterDateTime(c.date, c.time), c.expected) << c.date << " " << c.time;
+  }
+  // Before 1899 the time of day still counts away from day zero.
+  const DateParts parts = SplitDate(MeterDateTime("18000101", "120000"));
+  EXPECT_EQ(std::tuple(parts.year, parts.day, parts.hour), std::tuple(1800, 1, 12));
+}
+
+TEST(MeterDateTime, BadTextsAreDateConversionErrors) {
+  const std::pair<const char*, const char*> bad[] = {
+      {"", ""},         {"2004023", ""},  {"", "14050"}, {"2004ab03", ""}, {"20040203", "14x509"},
+      {"abcd0203", ""}, {"00500203", ""},  // year outside 100 to 9999
+  };
+  for (const auto& [date, time] : bad) {
+    EXPECT_THROW(MeterDateTime(date, time), DateConversionError) << date << " " << time;
+  }
+}
+
+TEST(CodeTables, ModelNamesAndHostTypes) {
+  struct Case {
+    const char* code;
+    const char* name;
+    int32_t host_type;
+  };
+  // The sample memories check the host types of the models they hold.
+  const Case cases[] = {
+      {" 200 ", "Accu-Chek Complete/ Accutrend Sensor Complete", 13},
+      {"300", "Accu-Chek Easy", 0},
+      {"502", "Accutrend GCT", 0},  // named, but the host has no type for it
+      {"701", "Glucotrend Bonamed", 0},
+      {"2100", "Glucotrend 3a", 0},
+      {"150", "", 0},
+      {"abc", "", 0},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(ModelNameFromCode(c.code), c.name) << c.code;
+    EXPECT_EQ(HostMeterType(c.code), c.host_type) << c.code;
+  }
+}
+
+TEST(CodeTables, EventTableTakesTheFirst34Entries) {
+  std::vector<int16_t> values(40);
+  for (size_t i = 0; i < values.size(); ++i) values[i] = static_cast<int16_t>(100 + i);
+  EventCodeTable table;
+  table.Fill(values);
+  EXPECT_EQ(table.Lookup(33), 133);
+  EXPECT_EQ(table.Lookup(34), std::nullopt);
+  EXPECT_EQ(table.Lookup(-1), std::nullopt);
+  table.Fill(std::vector<int16_t>{7, 8});
+  EXPECT_EQ(table.Lookup(1), 8);
+  EXPECT_EQ(table.Lookup(2), 102);  // beyond the shorter array: as it was
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 // The meter communication control as the module creates it: registered in a
 // machine hive, loaded for real (the simulated control, libmeterctl-sim.so,
 // and a few misbehaving test controls), and the stand-in that fails every
-// call when no control can be had.
+// call when no control can be had; and the simulated control's reader of
+// meter memories.
 
 #include "meter/plugin_control.h"
 
@@ -15,6 +16,7 @@
 
 #include "common/hive.h"
 #include "common/settings_store.h"
+#include "meter/sim/sim_memory.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
@@ -146,6 +148,54 @@ TEST_F(PluginControlTest, ToleratesAControlThatMisbehaves) {
   control->Disconnect(error);
   EXPECT_NE(error, 0);
   EXPECT_NE(control->FailureText().find("not provided"), std::string::npos);
+}
+
+// ---- The simulated control's meter memory, read into records at their byte
+// offsets ------------------------------------------------------------------
+
+RawMeterRecord OneRecord(const std::string& record_json) {
+  const sim::SimMemory memory =
+      sim::ParseMeterMemory(R"({"records": {"1": [)" + record_json + "]}}");
+  EXPECT_EQ(memory.records.count(1), 1u);
+  if (memory.records.count(1) == 0 || memory.records.at(1).empty()) return {};
+  return memory.records.at(1).front();
+}
+
+TEST(SimMemoryReader, PutsEveryFieldAtItsOffset) {
+  const RawMeterRecord r = OneRecord(R"({
+    "date": "20260203", "time": "140509", "bg": 123.5, "status": 3, "control": 1,
+    "flag9": 2, "insulin": [2.5, 0, -4, 11.5], "marker": 32767, "carbs": -32768, "exercise": 1,
+    "minutes": 45, "events": [-4, 7, 0, -33], "unit": 786432 })");
+  EXPECT_EQ(r.date + r.time, "20260203140509");
+  const std::pair<size_t, float> floats[] = {
+      {8, 123.5f}, {20, 2.5f}, {24, 0}, {28, -4}, {32, 11.5f}};
+  for (const auto& [offset, value] : floats) EXPECT_FLOAT_EQ(r.At<float>(offset), value) << offset;
+  // Bytes no field names (0, 4, 18, ...) stay 0.
+  const std::pair<size_t, int16_t> shorts[] = {
+      {12, 3},  {14, 1}, {16, 2}, {48, 32767}, {50, -32768}, {58, 1}, {60, 45},
+      {62, -4}, {64, 7}, {66, 0}, {68, -33},   {0, 0},       {4, 0},  {18, 0},
+      {36, 0},  {44, 0}, {52, 0}, {56, 0},     {70, 0},      {76, 0}};
+  for (const auto& [offset, value] : shorts) EXPECT_EQ(r.At<int16_t>(offset), value) << offset;
+  EXPECT_EQ(r.At<int32_t>(72), 786432);
+  EXPECT_EQ(OneRecord(R"({"unit": -65536})").At<int32_t>(72), -65536);
+
+  // A field left out is 0.
+  RawMeterRecord expected;
+  expected.Put<float>(8, 88.0f);
+  EXPECT_EQ(OneRecord(R"({"bg": 88})").bytes, expected.bytes);
+}
+
+// A value of the wrong type counts as left out; numbers round halves away from
+// zero. The fuzz corpus (fuzz/corpus/meter_memory) checks that no file
+// crashes the control.
+TEST(SimMemoryReader, BadValuesReadAsLeftOut) {
+  EXPECT_EQ(OneRecord(R"({"status": "3", "carbs": 40000, "bg": "123", "insulin": [1, "a"]})").bytes,
+            OneRecord(R"({"insulin": [1]})").bytes);
+  EXPECT_EQ(OneRecord(R"({"status": 2.5, "flag9": -2.5})").bytes,
+            OneRecord(R"({"status": 3, "flag9": -3})").bytes);
+  std::string error;
+  EXPECT_TRUE(sim::LoadMeterMemory("/nonexistent/meter.json", &error).drivers.empty());
+  EXPECT_NE(error.find("cannot read"), std::string::npos);
 }
 
 }  // namespace

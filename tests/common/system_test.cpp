@@ -1,19 +1,50 @@
-#include "common/wait.h"
+// The system's wall clock, waits and whole-file reads.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <ctime>
 #include <limits>
 #include <optional>
+#include <thread>
 #include <vector>
 
+#include "common/clock.h"
+#include "common/files.h"
+#include "common/wait.h"
 #include "support/fake_wait.h"
+#include "support/scoped_env.h"
+#include "support/temp_dir.h"
 
 namespace mi {
 namespace {
 
 using testing::FakeEventPump;
 using testing::FakeMillisecondClock;
+
+// The system clock's reading with TZ set to `zone`; the zone is restored after.
+DateValue NowIn(const char* zone) {
+  DateValue now = 0;
+  {
+    const test::ScopedEnv tz("TZ", zone);
+    tzset();
+    now = SystemWallClock().Now();
+  }
+  tzset();
+  return now;
+}
+
+TEST(SystemWallClock, GivesTheLocalTimeAsADateValueToTheSecond) {
+  const double unix_now = static_cast<double>(std::time(nullptr));
+  const DateValue utc = NowIn("UTC");
+  const double seconds = std::round((utc - 25569) * 86400);  // 25569: 1 January 1970
+  EXPECT_GE(seconds, unix_now);
+  EXPECT_LE(seconds, unix_now + 2);
+  // Five hours east of Greenwich, no summer time.
+  EXPECT_NEAR((NowIn("XST-5") - utc) * 24, 5, 0.01);
+}
 
 TEST(WaitMilliseconds, GivesEachPassTheRemainingTimeAndEndsAtStartPlusMs) {
   struct Case {
@@ -63,6 +94,40 @@ TEST(WaitMilliseconds, ASumThatIsNotFiniteEndsAtOnceAndLeavesStart) {
     EXPECT_EQ(pump.passes(), 0) << ms << " " << initial;
     EXPECT_TRUE(std::isnan(initial) ? std::isnan(start) : start == initial);
   }
+}
+
+// A FIFO where a file is expected must not hold the reader up: nobody ever
+// writes into it here, so a blocking open would never return.
+TEST(ReadWholeFile, ReadsRegularFilesOnlyAndSaysWhy) {
+  const test::TempDir dir;
+  test::WriteFile(dir / "f.txt", std::string("a\0b", 3));
+  EXPECT_EQ(ReadWholeFile(dir / "f.txt"), std::string("a\0b", 3));
+  ASSERT_EQ(::mkfifo((dir / "fifo").c_str(), 0600), 0);
+  const std::pair<std::string, const char*> cases[] = {{"missing", "No such file or directory"},
+                                                       {"", "is a folder"},
+                                                       {"fifo", "not a regular file"}};
+  for (const auto& [name, reason] : cases) {
+    std::string why;
+    EXPECT_EQ(ReadWholeFile(dir / name, &why), std::nullopt) << name;
+    EXPECT_EQ(why, reason);
+  }
+}
+
+// A file named on a command line may be a pipe: read to its end.
+TEST(ReadWholeFile, AnyKindReadsAPipe) {
+  int fds[2];
+  ASSERT_EQ(::pipe(fds), 0);
+  std::thread writer([&] {
+    const std::string text(100000, 'x');
+    EXPECT_EQ(::write(fds[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    ::close(fds[1]);
+  });
+  const auto bytes =
+      ReadWholeFile("/proc/self/fd/" + std::to_string(fds[0]), nullptr, FileKind::kAny);
+  writer.join();
+  ::close(fds[0]);
+  ASSERT_TRUE(bytes);
+  EXPECT_EQ(bytes->size(), 100000u);
 }
 
 }  // namespace
