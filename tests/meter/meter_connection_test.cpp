@@ -33,10 +33,7 @@ TEST_F(MeterConnectionTest, OpensOnAPortFrom1To4) {
 
   // Read data gets its presets, the constants and the progress window.
   connection.ReadRawRecords(2, raw);
-  const auto& r = control.last_read;
-  EXPECT_EQ(
-      std::make_tuple(r.kind, r.count, r.position, r.constant1, r.constant2, r.progress_window),
-      std::make_tuple(int16_t{2}, int16_t{1680}, -1, 1, 1, 77));
+  EXPECT_EQ(control.last_read, (std::array<int32_t, 6>{2, 1680, -1, 1, 77, 1}));
 
   // Installed but no connection: any old one is closed. The batch tests check
   // a control that fails everything and a failing connect.
