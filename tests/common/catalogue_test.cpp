@@ -57,17 +57,5 @@ TEST_P(ShippedCatalogue, LoadsWithoutProblemsWithTheNumbersTheModuleUsesAndTheir
 
 INSTANTIATE_TEST_SUITE_P(Languages, ShippedCatalogue, ::testing::Values("English", "Deutsch"));
 
-TEST(ShippedCatalogues, GermanTextsDifferFromEnglishOnes) {
-  const auto english = LanguageModule::Load(kLanguages / "English.lng");
-  const auto german = LanguageModule::Load(kLanguages / "Deutsch.lng");
-  ASSERT_TRUE(english && german);
-  // A copied-over English text left in the German catalogue.
-  for (const int16_t id : {kTextNoConnection, kTextChoosePort, kTextIntro, kTextNext, kTextReading,
-                           kTextRenameInsulinTitle}) {
-    EXPECT_NE(english->loadres(id), german->loadres(id)) << id;
-  }
-  EXPECT_EQ(german->loadres(kTextMeterCaption), "Messger\xC3\xA4t:");
-}
-
 }  // namespace
 }  // namespace mi

@@ -45,11 +45,6 @@ class ImportWriterTest : public ::testing::Test {
   void ExpectGolden(const std::string& path, const std::string& golden) {
     EXPECT_EQ(MaskMomentOfWriting(ReadFile(path)), MaskMomentOfWriting(Golden(golden))) << golden;
   }
-  // n records all dated 1 January 2003.
-  static RecordArray<GlucoseRecord> Dated(size_t n) {
-    return RecordArray<GlucoseRecord>(n, {.date = Date(2003, 1, 1)});
-  }
-
   test::TempDir dir_;
   ProfileEditor editor_;
   FixedWallClock clock_{test::MomentOfWriting()};
@@ -133,22 +128,22 @@ TEST_F(ImportWriterTest, MomentOfWritingAndDateRange) {
   }
 }
 
-TEST_F(ImportWriterTest, ProgressCountsDownTheArrayAndLetsEventsRunEveryFifty) {
-  RecordArray<GlucoseRecord> records = Dated(121);
+// Cancelling in the events ends the loop; a cancel left over from before is
+// reset first.
+TEST_F(ImportWriterTest, ProgressCountsDownTheArrayLetsEventsRunEveryFiftyAndCanCancel) {
+  RecordArray<GlucoseRecord> records(121, {.date = Date(2003, 1, 1)});
   records[120].date = 0;  // no progress step for an empty record
   WriteGlucoseFile(context_, Path("f"), header_, records);
   EXPECT_EQ(std::pair(progress_.bar_max, progress_.display_total), std::pair(120, 120));
   ASSERT_EQ(progress_.counters.size(), 120u);
   EXPECT_EQ(progress_.counters.front() + progress_.counters.back(), "1/120120/120");
   EXPECT_EQ(progress_.events_run, 3);  // indexes 100, 50 and 0
-}
 
-TEST_F(ImportWriterTest, CancelImportEndsTheLoopAndIsResetFirst) {
-  context_.CancelImport = -1;  // left over from before: the writer resets it
+  context_.CancelImport = -1;
   progress_.on_events = [this] { context_.CancelImport = -1; };
-  const WriterResult result = WriteGlucoseFile(context_, Path("f"), header_, Dated(121));
-  EXPECT_EQ(result.entries, 21);  // indexes 120 down to 100
-  const std::string text = ReadFile(Path("f"));
+  records[120].date = Date(2003, 1, 1);
+  EXPECT_EQ(WriteGlucoseFile(context_, Path("g"), header_, records).entries, 21);  // 120 to 100
+  const std::string text = ReadFile(Path("g"));
   EXPECT_NE(text.find("Entries=21\r\n"), std::string::npos);
   EXPECT_NE(text.find("101=01012003|0000|0\r\n"), std::string::npos);
 }

@@ -98,13 +98,6 @@ TEST_F(MeterProfileTest, IrKeyOnlyForItsModelsWithTheDriverInstalled) {
   EXPECT_EQ(Load(17, &language).irKeyCaption, "Infrarot-Schlüssel");
 }
 
-TEST_F(MeterProfileTest, HelpFileIsTheProgramNameWithHtmlBesideIt) {
-  EXPECT_FALSE(Load().helpFilePresent);
-  test::WriteFile(hives.dir / "bin/meterimport.html", "<html></html>");
-  EXPECT_EQ(Load().helpFile, hives.dir / "bin/meterimport.html");
-  EXPECT_TRUE(Load().helpFilePresent);
-}
-
 TEST(LaboratoryKinds, NumbersOrTheDefaultList) {
   const std::vector<int16_t> defaults = {2, 3, 5, 6, 9, 10, 16, 18};
   EXPECT_EQ(LaboratoryKinds(""), defaults);
