@@ -79,13 +79,8 @@ TEST(WaitMilliseconds, GivesEachPassTheRemainingTimeAndEndsAtStartPlusMs) {
 }
 
 TEST(WaitMilliseconds, ASumThatIsNotFiniteEndsAtOnceAndLeavesStart) {
-  const double inf = std::numeric_limits<double>::infinity();
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  const std::pair<float, double> cases[] = {{nan, 0},
-                                            {static_cast<float>(inf), 0},
-                                            {10, inf},
-                                            {10, nan},
-                                            {-static_cast<float>(inf), inf}};
+  const float inf = std::numeric_limits<float>::infinity(), nan = std::nanf("");
+  const std::pair<float, double> cases[] = {{nan, 0}, {inf, 0}, {10, inf}, {10, nan}, {-inf, inf}};
   for (const auto& [ms, initial] : cases) {
     FakeMillisecondClock clock(0);
     FakeEventPump pump(clock, 0);

@@ -121,14 +121,7 @@ TEST(MeterCatalogue, SetupDialogsByExactFamilyName) {
 
 TEST(CommandLine, FiveFieldsMissingOrBadOnesLeaveZero) {
   const std::string huge(1 << 20, '9');
-  struct Case {
-    std::string text;
-    int32_t sequence;
-    int16_t port;
-    int16_t meter;
-    int32_t window;
-  };
-  const Case cases[] = {
+  const std::tuple<std::string, int32_t, int16_t, int16_t, int32_t> cases[] = {
       {"Diary 17 4 13 4711", 17, 4, 13, 4711},
       {"", 0, 0, 0, 0},
       {"Diary x y z w", 0, 0, 0, 0},
@@ -140,13 +133,12 @@ TEST(CommandLine, FiveFieldsMissingOrBadOnesLeaveZero) {
       {"Diary 1.5 2.5 13.5 -1", 2, 2, 14, -1},  // rounded halves to even
       {"Diary 1 COM3 13", 1, 0, 13, 0},
   };
-  for (const auto& c : cases) {
-    const CommandLine line = ParseCommandLine(c.text);
+  for (const auto& [text, sequence, port, meter, window] : cases) {
+    const CommandLine line = ParseCommandLine(text);
     EXPECT_EQ(std::tuple(line.import_sequence, line.com_port, line.meter_id, line.host_window),
-              std::tuple(c.sequence, c.port, c.meter, c.window))
-        << c.text.substr(0, 40);
+              std::tuple(sequence, port, meter, window))
+        << text.substr(0, 40);
   }
-  EXPECT_EQ(ParseCommandLine("Diary 1 1 13").product_key, "Diary");
   EXPECT_EQ(ParseCommandLine("Diary\r\n 1 1 13").product_key, "Diary");
   EXPECT_EQ(ParseCommandLine(std::string("Diary\x01", 6)).product_key, "Diary");
 }

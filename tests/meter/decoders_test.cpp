@@ -389,12 +389,7 @@ DateValue Time(int h, int n) {
 }
 
 TEST(MeterDateTime, ConvertsAndRollsOver) {
-  struct Case {
-    const char* date;
-    const char* time;
-    DateValue expected;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, const char*, DateValue> cases[] = {
       {"20040203", "140509", Date(2004, 2, 3) + Time(14, 5)},
       {"20040203", "", Date(2004, 2, 3)},
       {"", "140509", Time(14, 5)},
@@ -410,8 +405,8 @@ TEST(MeterDateTime, ConvertsAndRollsOver) {
       {"", "105960", Time(11, 0)},
       {"", "105959", Time(10, 59)},
   };
-  for (const Case& c : cases) {
-    EXPECT_DOUBLE_EQ(MeterDateTime(c.date, c.time), c.expected) << c.date << " " << c.time;
+  for (const auto& [date, time, expected] : cases) {
+    EXPECT_DOUBLE_EQ(MeterDateTime(date, time), expected) << date << " " << time;
   }
   // Before 1899 the time of day still counts away from day zero.
   const DateParts parts = SplitDate(MeterDateTime("18000101", "120000"));
@@ -455,12 +450,12 @@ TEST(CodeTables, EventTableTakesTheFirst34Entries) {
   for (size_t i = 0; i < values.size(); ++i) values[i] = static_cast<int16_t>(100 + i);
   EventCodeTable table;
   table.Fill(values);
-  EXPECT_EQ(table.Lookup(33), 133);
-  EXPECT_EQ(table.Lookup(34), std::nullopt);
-  EXPECT_EQ(table.Lookup(-1), std::nullopt);
+  using Entry = std::optional<int16_t>;
+  EXPECT_EQ(std::tuple(table.Lookup(33), table.Lookup(34), table.Lookup(-1)),
+            std::tuple(Entry(133), Entry(), Entry()));
   table.Fill(std::vector<int16_t>{7, 8});
-  EXPECT_EQ(table.Lookup(1), 8);
-  EXPECT_EQ(table.Lookup(2), 102);  // beyond the shorter array: as it was
+  EXPECT_EQ(std::pair(table.Lookup(1), table.Lookup(2)),
+            std::pair(Entry(8), Entry(102)));  // 2: as it was
 }
 
 }  // namespace
