@@ -37,15 +37,12 @@ TEST_F(MeterProfileTest, UserValuesOverrideMachineValues) {
   hives.SetUserText(kKey, "Event1", "5");
   hives.SetUserText(kKey, "GetLabData", "3, 6");
   hives.SetUserText(kKey, "Create_SingleFile", "-1");
-  hives.SetUserText(kKey, "Meter_SetOn", "-1");
-  hives.SetUserText(kKey, "Configure_Meter", "0");
-  hives.SetMachineText(kKey, "Configure_Meter", "1");
   MeterProfile p = Load();
   EXPECT_EQ(std::tuple(p.available[kCategoryGlucose], p.available[kCategoryPump], p.events[1],
                        p.events[33]),
             std::tuple(0, -1, 5, 12));
   EXPECT_EQ(p.getLabData, "3, 6");
-  EXPECT_EQ(std::tuple(p.createSingleFile, p.meterOn, p.frameSetupVisible), std::tuple(0, 0, true));
+  EXPECT_EQ(p.createSingleFile, 0);
   hives.SetMachineText(kKey, "Create_SingleFile", "-1");
   EXPECT_EQ(Load().createSingleFile, -1);
 }
@@ -91,11 +88,8 @@ TEST_F(MeterProfileTest, IrKeyOnlyForItsModelsWithTheDriverInstalled) {
   for (int16_t model : {12, 17, 49}) {
     p = Load(model);
     EXPECT_TRUE(p.irKeyVisible && p.irKeyValue == 1) << model;
-    EXPECT_EQ(p.irKeyCaption, "Accu-Chek IR Key") << model;
   }
   for (int16_t model : {18, 0, 13}) EXPECT_FALSE(Load(model).irKeyVisible) << model;
-  const LanguageModule language = LanguageModule::Parse("1381=Infrarot-Schlüssel");
-  EXPECT_EQ(Load(17, &language).irKeyCaption, "Infrarot-Schlüssel");
 }
 
 TEST(LaboratoryKinds, NumbersOrTheDefaultList) {
