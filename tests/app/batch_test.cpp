@@ -1,5 +1,6 @@
 #include "app/meterimport-batch/batch.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "support/batch_installation.h"
@@ -7,6 +8,8 @@
 
 namespace mi {
 namespace {
+
+using ::testing::HasSubstr;
 
 namespace fs = std::filesystem;
 using test::kDiaryRoot;
@@ -46,7 +49,7 @@ class BatchTest : public ::testing::Test, public test::BatchInstallation {
 TEST_F(BatchTest, ImportsTheSampleMemoryOfTheSensorComplete) {
   RegisterSample("[]");
   ASSERT_EQ(Import({"Diary", "17", "1", "13"}), kBatchDone) << err.str();
-  EXPECT_NE(err.str().find("STATUS|Import from Accu-Chek Sensor Complete\n"), std::string::npos);
+  EXPECT_THAT(err.str(), HasSubstr("STATUS|Import from Accu-Chek Sensor Complete\n"));
   // One line per category, with its count and file.
   std::istringstream lines(out.str());
   std::string section;
@@ -57,40 +60,39 @@ TEST_F(BatchTest, ImportsTheSampleMemoryOfTheSensorComplete) {
     EXPECT_EQ(section, expected);
     EXPECT_GT(entries, 0) << section;
     EXPECT_TRUE(fs::exists(file)) << file;
-    EXPECT_NE(file.find("20032026093005.00017"), std::string::npos) << file;
+    EXPECT_THAT(file, HasSubstr("20032026093005.00017"));
   }
   EXPECT_EQ(ImportFiles(), 5u);
   // The port in use is stored when the module ends, under the description.
   EXPECT_EQ(hives.store.ReadUser(kDescriptionKey, "COM", ""), "1");
   // What the decoding leaves out by its own rules is told, but is no loss.
-  EXPECT_NE(err.str().find("meterimport-batch: GLUCOSE: 292 raw entries read, 232 records, 232 "
-                           "lines written; left out: no glucose reading (status 3): 60\n"),
-            std::string::npos)
+  EXPECT_THAT(err.str(),
+              HasSubstr("meterimport-batch: GLUCOSE: 292 raw entries read, 232 records, 232 "
+                        "lines written; left out: no glucose reading (status 3): 60\n"))
       << err.str();
   // The Sensor Complete's readings carry meter type 13: no value in the file.
-  EXPECT_NE(err.str().find("GLUCOSE: 232 lines written without a value (the import format has "
-                           "no value field for meter type 13)"),
-            std::string::npos);
+  EXPECT_THAT(err.str(),
+              HasSubstr("GLUCOSE: 232 lines written without a value (the import format has "
+                        "no value field for meter type 13)"));
   EXPECT_EQ(err.str().find(" lost: "), std::string::npos);
 }
 
 TEST_F(BatchTest, AFailingConnectEndsWithoutFiles) {
   RegisterSample(R"(["connect"])");
   EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchNoConnection);
-  EXPECT_NE(err.str().find("MESSAGE: No connection to the meter.\n"), std::string::npos)
-      << err.str();
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: No connection to the meter.\n"));
   EXPECT_EQ(ImportFiles(), 0u);
 }
 
 TEST_F(BatchTest, NoRegisteredControlMeansTheDriverIsNotInstalled) {
   EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchNotInstalled);
-  EXPECT_NE(err.str().find("MESSAGE: Please install meter driver again !\n"), std::string::npos);
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: Please install meter driver again !\n"));
   EXPECT_EQ(ImportFiles(), 0u);
 }
 
 TEST_F(BatchTest, StartUpFailures) {
   EXPECT_EQ(Import({}), kBatchNoMeterId);
-  EXPECT_NE(err.str().find("MESSAGE: MeterID required !"), std::string::npos);
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: MeterID required !"));
   EXPECT_EQ(Import({"Diary", "17", "1", "x"}), kBatchNoMeterId);
 
   hives.user_writer.SetValue(kDiaryRoot, "ImportDir", kRegSz, std::string("  \0", 3));
@@ -100,15 +102,14 @@ TEST_F(BatchTest, StartUpFailures) {
 
   EXPECT_EQ(Import({"a", "b", "c", "d", "e"}), kBatchUsage);
   EXPECT_EQ(Import({"--help"}), kBatchDone);
-  EXPECT_NE(out.str().find("usage:"), std::string::npos);
+  EXPECT_THAT(out.str(), HasSubstr("usage:"));
 }
 
 TEST_F(BatchTest, APortThatCannotBeOpenedIsReportedAndStored) {
   RegisterSample("[]");
   hives.SetMachineText(meter_key, "TestPorts", "1");
   EXPECT_EQ(Import({"Diary", "17", "2", "13"}), kBatchPortUnavailable);
-  EXPECT_NE(err.str().find("MESSAGE: The port cannot be opened: COM:2 ---> \n"), std::string::npos)
-      << err.str();
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: The port cannot be opened: COM:2 ---> \n"));
   EXPECT_EQ(ImportFiles(), 0u);
   EXPECT_EQ(hives.store.ReadUser(kDescriptionKey, "COM", ""), "2");
 }
@@ -122,17 +123,17 @@ TEST_F(BatchTest, AFailedReadIsReportedAndEndsWithStatus7) {
       "method 35 (read data) failed: simulated failure: the meter memory lists \"read:1\" under "
       "\"fail\" (status 1, error 1) (record kind 1)";
   for (const char* category : {"GLUCOSE", "INSULIN", "INTAKES", "EXERCISE"}) {
-    EXPECT_NE(err.str().find("meterimport-batch: " + std::string(category) + " lost: {C8367F72-" +
-                             "6040-11D3-8A53-00C04FC8C0E2} " + failure),
-              std::string::npos)
+    EXPECT_THAT(err.str(),
+                HasSubstr("meterimport-batch: " + std::string(category) + " lost: {C8367F72-" +
+                          "6040-11D3-8A53-00C04FC8C0E2} " + failure))
         << category << "\n"
         << err.str();
   }
-  EXPECT_NE(err.str().find("INSULIN lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 40 (read "
-                           "second set) failed: simulated failure"),
-            std::string::npos);
+  EXPECT_THAT(err.str(),
+              HasSubstr("INSULIN lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 40 (read "
+                        "second set) failed: simulated failure"));
   // The laboratory kinds were read all the same and written.
-  EXPECT_NE(out.str().find("LAB\t18\t"), std::string::npos) << out.str();
+  EXPECT_THAT(out.str(), HasSubstr("LAB\t18\t"));
   EXPECT_EQ(ImportFiles(), 1u);
 }
 
@@ -141,9 +142,9 @@ TEST_F(BatchTest, AFailedReadIsReportedAndEndsWithStatus7) {
 TEST_F(BatchTest, ADecodingErrorEndsItsCategoryAndEndsWithStatus7) {
   RegisterSample(R"(["pumprecord"])");
   EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchLoss);
-  EXPECT_NE(err.str().find("INSULIN lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 41 (get "
-                           "second-set record) failed"),
-            std::string::npos)
+  EXPECT_THAT(err.str(),
+              HasSubstr("INSULIN lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 41 (get "
+                        "second-set record) failed"))
       << err.str();
   EXPECT_EQ(ImportFiles(), 5u);
 }
@@ -159,11 +160,9 @@ TEST_F(BatchTest, AnUnreadableImportFileStaysAndIsReported) {
   environment.files = &files;
   EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchLoss);
   EXPECT_TRUE(files.files.empty());  // nothing was written over it
-  EXPECT_NE(err.str().find("GLUCOSE lost: not saved: " + single.string() +
-                           ": the file exists but cannot be read: Permission denied"),
-            std::string::npos)
-      << err.str();
-  EXPECT_NE(err.str().find("LAB lost: not saved: "), std::string::npos);
+  EXPECT_THAT(err.str(), HasSubstr("GLUCOSE lost: not saved: " + single.string() +
+                                   ": the file exists but cannot be read: Permission denied"));
+  EXPECT_THAT(err.str(), HasSubstr("LAB lost: not saved: "));
 }
 
 }  // namespace

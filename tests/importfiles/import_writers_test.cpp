@@ -1,5 +1,6 @@
 #include "importfiles/import_writers.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -17,6 +18,8 @@
 
 namespace mi {
 namespace {
+
+using ::testing::HasSubstr;
 
 using test::Date;
 using test::Golden;
@@ -124,7 +127,7 @@ TEST_F(ImportWriterTest, MomentOfWritingAndDateRange) {
   for (const char* line : {"Date of Import=03022004\r\n", "Time of Import=0007\r\n",
                            "From=03022004\r\n",  // never later than the day of writing
                            "Until=02072011\r\n"}) {
-    EXPECT_NE(text.find(line), std::string::npos) << line << text;
+    EXPECT_THAT(text, HasSubstr(line)) << line << text;
   }
 }
 
@@ -144,8 +147,8 @@ TEST_F(ImportWriterTest, ProgressCountsDownTheArrayLetsEventsRunEveryFiftyAndCan
   records[120].date = Date(2003, 1, 1);
   EXPECT_EQ(WriteGlucoseFile(context_, Path("g"), header_, records).entries, 21);  // 120 to 100
   const std::string text = ReadFile(Path("g"));
-  EXPECT_NE(text.find("Entries=21\r\n"), std::string::npos);
-  EXPECT_NE(text.find("101=01012003|0000|0\r\n"), std::string::npos);
+  EXPECT_THAT(text, HasSubstr("Entries=21\r\n"));
+  EXPECT_THAT(text, HasSubstr("101=01012003|0000|0\r\n"));
 }
 
 TEST_F(ImportWriterTest, ProfileApiStorageWritesKeysInOrderAndStorageMethodOne) {

@@ -1,6 +1,7 @@
 // The decoding of raw entries into records: the meter's dates, the code tables and
 // each category.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -14,6 +15,8 @@
 
 namespace mi {
 namespace {
+
+using ::testing::HasSubstr;
 
 using test::RawEntry;
 
@@ -114,14 +117,14 @@ TEST_F(GlucoseTest, AFailingRecordEndsTheRoutine) {
     ASSERT_EQ(records.size(), 4u) << message;
     EXPECT_EQ(records[0].bg, 100) << message;
     EXPECT_EQ(records[1].date + records[1].bg + records[2].bg, 0) << message;
-    EXPECT_NE(error().find(message), std::string::npos) << message << ": " << error();
+    EXPECT_THAT(error(), HasSubstr(message)) << message << ": " << error();
     EXPECT_FALSE(error().empty()) << message;
   }
   control.failing = {36};  // fetching fails before the array is sized
   records.clear();
   EXPECT_EQ(Decode({RawEntry().Glucose(90)}), 0);
   EXPECT_TRUE(records.empty());
-  EXPECT_NE(error().find("method 36 (get data record) failed"), std::string::npos);
+  EXPECT_THAT(error(), HasSubstr("method 36 (get data record) failed"));
 }
 
 // ---- Insulin ---------------------------------------------------------------
@@ -274,7 +277,7 @@ TEST_F(IntakesTest, AnOverflowOrAZeroDivisorEndsTheRoutine) {
   ASSERT_EQ(records.size(), 4u);
   EXPECT_FLOAT_EQ(records[0].carbo, 1200);
   EXPECT_EQ(records[1].date + records[2].date, 0);
-  EXPECT_NE(error().find("overflow"), std::string::npos);
+  EXPECT_THAT(error(), HasSubstr("overflow"));
   EXPECT_EQ(Decode(entries, 1, 12), 3);  // the same amounts in grams divide
 
   EXPECT_EQ(Decode({RawEntry().Carbs(10)}, 1, 0), 0);

@@ -3,6 +3,7 @@
 
 #include "meter/meter_reading.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "profile/meter_profile.h"
@@ -10,6 +11,8 @@
 
 namespace mi {
 namespace {
+
+using ::testing::HasSubstr;
 
 using test::RawEntry;
 
@@ -90,11 +93,9 @@ TEST_F(MeterReadingTest, FailingIdentificationEndsEachCategoryAtItsFirstRecord) 
   EXPECT_EQ(result.errors.size(), 1u);  // the identification itself
   for (const auto& stats : result.categories) {
     ASSERT_TRUE(stats && !stats->losses.empty());
-    EXPECT_NE(stats->losses[0].find("method 3 (identification item) failed"), std::string::npos);
+    EXPECT_THAT(stats->losses[0], HasSubstr("method 3 (identification item) failed"));
   }
-  EXPECT_NE(result.categories[0]->losses[0].find("(3 of 3 raw entries not decoded)"),
-            std::string::npos)
-      << result.categories[0]->losses[0];
+  EXPECT_THAT(result.categories[0]->losses[0], HasSubstr("(3 of 3 raw entries not decoded)"));
   EXPECT_EQ(result.records.glucose.size(), 3u);
   EXPECT_EQ(result.records.glucose[0].date, 0.0);
   EXPECT_FALSE(control.connected);

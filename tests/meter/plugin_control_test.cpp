@@ -6,6 +6,7 @@
 
 #include "meter/plugin_control.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -22,6 +23,8 @@
 
 namespace mi {
 namespace {
+
+using ::testing::HasSubstr;
 
 namespace fs = std::filesystem;
 
@@ -110,7 +113,7 @@ TEST_F(PluginControlTest, EveryCallFailsWithoutAUsableControl) {
     std::string reason;
     auto control = Create(&reason);
     ASSERT_TRUE(IsUnavailable(control));
-    EXPECT_NE(reason.find(reason_part), std::string::npos) << reason;
+    EXPECT_THAT(reason, HasSubstr(reason_part));
     EXPECT_EQ(control->FailureText(), reason);
 
     int32_t error = 0;
@@ -147,7 +150,7 @@ TEST_F(PluginControlTest, ToleratesAControlThatMisbehaves) {
   error = 0;
   control->Disconnect(error);
   EXPECT_NE(error, 0);
-  EXPECT_NE(control->FailureText().find("not provided"), std::string::npos);
+  EXPECT_THAT(control->FailureText(), HasSubstr("not provided"));
 }
 
 // ---- The simulated control's meter memory, read into records at their byte
