@@ -1,90 +1,55 @@
 #include "app/meterimport-batch/batch.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-#include "meter/plugin_control.h"
+#include "support/batch_installation.h"
 #include "support/memory_file_store.h"
-#include "support/test_hives.h"
 
 namespace mi {
 namespace {
 
+using ::testing::HasSubstr;
+
 namespace fs = std::filesystem;
+using test::kDiaryRoot;
 
-constexpr const char* kRoot = "SOFTWARE\\Kestrelsoft\\Diary";
-constexpr const char* kComplete =
-    "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
-const fs::path kSource = METERIMPORT_SOURCE_DIR;
-const fs::path kSimulator = fs::path(METERIMPORT_BINARY_DIR) / "lib/libmeterctl-sim.so";
+const std::string kDescriptionKey =
+    std::string(kDiaryRoot) + "\\modules\\Accu-Chek Sensor Complete";
 
-class BatchTest : public ::testing::Test {
+class BatchTest : public ::testing::Test, public test::BatchInstallation {
  protected:
-  BatchTest() {
-    environment.program_file = hives.dir / "bin/meterimport-batch";
-    environment.hives = hives.paths;
+  BatchTest() : BatchInstallation("Accutrend sensor complete") {
     environment.clock = &clock;
-    environment.serial.dev = hives.dir / "dev";  // no serial devices at all
-    environment.serial.lock_dirs = {};
-    fs::create_directories(import_dir);
-    fs::create_directories(environment.serial.dev);
     test::WriteFile(hives.dir / "bin/languages/English.lng",
                     "1201=Import from %1\n642=No connection to the meter.\n"
                     "1203=The port cannot be opened: \n");
-    hives.SetMachineText(kRoot, "LanguageDLL", "English");
-    hives.SetMachineText(kRoot, "ImportDir", import_dir.string());
-    hives.SetMachineText(kComplete, "TestPorts", "0");
-    for (const char* category :
-         {"Glucose_Available", "Insulin_Available", "Intakes_Available", "ExerciseData_Available",
-          "LabData_Available", "InsulinPumpData_Available"}) {
-      hives.SetMachineText(kComplete, category, "-1");
-    }
+    hives.SetMachineText(kDiaryRoot, "LanguageDLL", "English");
   }
 
-  void RegisterSimulator(const fs::path& memory) {
-    hives.SetMachineText(kMeterControlServerKey, "", kSimulator.string());
-    hives.SetMachineText(kMeterControlServerKey, "MemoryFile", memory.string());
-  }
-
-  // The sample memory of the Accu-Chek Sensor Complete with its (empty) list
-  // of failing calls replaced by `fail`, and no time taken per record.
-  fs::path SampleWith(const std::string& fail) {
-    std::string json = test::ReadFile(kSource / "data/meters/accu-chek-sensor-complete.json");
-    auto replace = [&json](const std::string& from, const std::string& to) {
+  // The simulated control with the sample memory of the Accu-Chek Sensor
+  // Complete, its (empty) list of failing calls replaced by `fail`, and no
+  // time taken per record.
+  void RegisterSample(const std::string& fail) {
+    std::string json = test::ReadFile(fs::path(METERIMPORT_SOURCE_DIR) /
+                                      "data/meters/accu-chek-sensor-complete.json");
+    for (const auto& [from, to] :
+         {std::pair<std::string, std::string>{"\"fail\": []", "\"fail\": " + fail},
+          {"\"ms_per_record\": 2", "\"ms_per_record\": 0"}}) {
       const size_t at = json.find(from);
-      EXPECT_NE(at, std::string::npos) << from;
-      if (at != std::string::npos) json.replace(at, from.size(), to);
-    };
-    replace("\"fail\": []", "\"fail\": " + fail);
-    replace("\"ms_per_record\": 2", "\"ms_per_record\": 0");
-    const fs::path file = hives.dir / "memory.json";
-    test::WriteFile(file, json);
-    return file;
+      ASSERT_NE(at, std::string::npos) << from;
+      json.replace(at, from.size(), to);
+    }
+    UseMemory(json);
   }
 
-  int Run(std::vector<std::string> arguments) {
-    out.str("");
-    err.str("");
-    return RunBatch(arguments, environment, out, err);
-  }
-
-  size_t ImportFiles() const {
-    return static_cast<size_t>(std::distance(fs::directory_iterator(import_dir), {}));
-  }
-
-  test::TestHives hives;
-  fs::path import_dir = hives.dir / "import";
   FixedWallClock clock{*DateFromParts(2026, 3, 20) + TimeFromParts(9, 30, 5)};
-  ImportEnvironment environment;
-  std::ostringstream out;
-  std::ostringstream err;
 };
 
 TEST_F(BatchTest, ImportsTheSampleMemoryOfTheSensorComplete) {
-  RegisterSimulator(SampleWith("[]"));
-  ASSERT_EQ(Run({"Diary", "17", "1", "13"}), kBatchDone) << err.str();
-  EXPECT_NE(err.str().find("STATUS|Import from Accu-Chek Sensor Complete\n"), std::string::npos);
+  RegisterSample("[]");
+  ASSERT_EQ(Import({"Diary", "17", "1", "13"}), kBatchDone) << err.str();
+  EXPECT_THAT(err.str(), HasSubstr("STATUS|Import from Accu-Chek Sensor Complete\n"));
   // One line per category, with its count and file.
   std::istringstream lines(out.str());
   std::string section;
@@ -95,113 +60,102 @@ TEST_F(BatchTest, ImportsTheSampleMemoryOfTheSensorComplete) {
     EXPECT_EQ(section, expected);
     EXPECT_GT(entries, 0) << section;
     EXPECT_TRUE(fs::exists(file)) << file;
-    EXPECT_NE(file.find("20032026093005.00017"), std::string::npos) << file;
+    EXPECT_THAT(file, HasSubstr("20032026093005.00017"));
   }
   EXPECT_EQ(ImportFiles(), 5u);
   // The port in use is stored when the module ends, under the description.
-  EXPECT_EQ(
-      hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM", ""),
-      "1");
+  EXPECT_EQ(hives.store.ReadUser(kDescriptionKey, "COM", ""), "1");
+  // What the decoding leaves out by its own rules is told, but is no loss.
+  EXPECT_THAT(err.str(),
+              HasSubstr("meterimport-batch: GLUCOSE: 292 raw entries read, 232 records, 232 "
+                        "lines written; left out: no glucose reading (status 3): 60\n"))
+      << err.str();
+  // The Sensor Complete's readings carry meter type 13: no value in the file.
+  EXPECT_THAT(err.str(),
+              HasSubstr("GLUCOSE: 232 lines written without a value (the import format has "
+                        "no value field for meter type 13)"));
+  EXPECT_EQ(err.str().find(" lost: "), std::string::npos);
 }
 
 TEST_F(BatchTest, AFailingConnectEndsWithoutFiles) {
-  RegisterSimulator(SampleWith(R"(["connect"])"));
-  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchNoConnection);
-  EXPECT_NE(err.str().find("MESSAGE: No connection to the meter.\n"), std::string::npos)
-      << err.str();
+  RegisterSample(R"(["connect"])");
+  EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchNoConnection);
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: No connection to the meter.\n"));
   EXPECT_EQ(ImportFiles(), 0u);
 }
 
 TEST_F(BatchTest, NoRegisteredControlMeansTheDriverIsNotInstalled) {
-  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchNotInstalled);
-  EXPECT_NE(err.str().find("MESSAGE: Please install meter driver again !\n"), std::string::npos);
+  EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchNotInstalled);
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: Please install meter driver again !\n"));
   EXPECT_EQ(ImportFiles(), 0u);
 }
 
 TEST_F(BatchTest, StartUpFailures) {
-  EXPECT_EQ(Run({}), kBatchNoMeterId);
-  EXPECT_NE(err.str().find("MESSAGE: MeterID required !"), std::string::npos);
-  EXPECT_EQ(Run({"Diary", "17", "1", "x"}), kBatchNoMeterId);
+  EXPECT_EQ(Import({}), kBatchNoMeterId);
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: MeterID required !"));
+  EXPECT_EQ(Import({"Diary", "17", "1", "x"}), kBatchNoMeterId);
 
-  hives.user_writer.SetValue(kRoot, "ImportDir", kRegSz, std::string("  \0", 3));
+  hives.user_writer.SetValue(kDiaryRoot, "ImportDir", kRegSz, std::string("  \0", 3));
   environment.program_file = "meterimport-batch";  // no folder of its own
-  hives.machine_writer.DeleteValue(kRoot, "ImportDir");
-  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchNoImportDir);
+  hives.machine_writer.DeleteValue(kDiaryRoot, "ImportDir");
+  EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchNoImportDir);
 
-  EXPECT_EQ(Run({"a", "b", "c", "d", "e"}), kBatchUsage);
-  EXPECT_EQ(Run({"--help"}), kBatchDone);
-  EXPECT_NE(out.str().find("usage:"), std::string::npos);
+  EXPECT_EQ(Import({"a", "b", "c", "d", "e"}), kBatchUsage);
+  EXPECT_EQ(Import({"--help"}), kBatchDone);
+  EXPECT_THAT(out.str(), HasSubstr("usage:"));
 }
 
 TEST_F(BatchTest, APortThatCannotBeOpenedIsReportedAndStored) {
-  RegisterSimulator(SampleWith("[]"));
-  hives.SetMachineText(kComplete, "TestPorts", "1");
-  EXPECT_EQ(Run({"Diary", "17", "2", "13"}), kBatchPortUnavailable);
-  EXPECT_NE(err.str().find("MESSAGE: The port cannot be opened: COM:2 ---> \n"), std::string::npos)
-      << err.str();
+  RegisterSample("[]");
+  hives.SetMachineText(meter_key, "TestPorts", "1");
+  EXPECT_EQ(Import({"Diary", "17", "2", "13"}), kBatchPortUnavailable);
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: The port cannot be opened: COM:2 ---> \n"));
   EXPECT_EQ(ImportFiles(), 0u);
-  EXPECT_EQ(
-      hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM", ""),
-      "2");
+  EXPECT_EQ(hives.store.ReadUser(kDescriptionKey, "COM", ""), "2");
 }
 
 // A failing read of the meter's entries or of the pump boluses looks like an
 // empty meter to the decoding; the batch says what was lost and exits 7.
 TEST_F(BatchTest, AFailedReadIsReportedAndEndsWithStatus7) {
-  RegisterSimulator(SampleWith(R"(["read:1", "pump"])"));
-  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchLoss);
+  RegisterSample(R"(["read:1", "pump"])");
+  EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchLoss);
   const std::string failure =
       "method 35 (read data) failed: simulated failure: the meter memory lists \"read:1\" under "
       "\"fail\" (status 1, error 1) (record kind 1)";
   for (const char* category : {"GLUCOSE", "INSULIN", "INTAKES", "EXERCISE"}) {
-    EXPECT_NE(err.str().find("meterimport-batch: " + std::string(category) + " lost: {C8367F72-" +
-                             "6040-11D3-8A53-00C04FC8C0E2} " + failure),
-              std::string::npos)
+    EXPECT_THAT(err.str(),
+                HasSubstr("meterimport-batch: " + std::string(category) + " lost: {C8367F72-" +
+                          "6040-11D3-8A53-00C04FC8C0E2} " + failure))
         << category << "\n"
         << err.str();
   }
-  EXPECT_NE(err.str().find("INSULIN lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 40 (read "
-                           "second set) failed: simulated failure"),
-            std::string::npos);
+  EXPECT_THAT(err.str(),
+              HasSubstr("INSULIN lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 40 (read "
+                        "second set) failed: simulated failure"));
   // The laboratory kinds were read all the same and written.
-  EXPECT_NE(out.str().find("LAB\t18\t"), std::string::npos) << out.str();
+  EXPECT_THAT(out.str(), HasSubstr("LAB\t18\t"));
   EXPECT_EQ(ImportFiles(), 1u);
 }
 
 // A run-time error ends a category early: what was decoded before is
 // written, the rest is named as lost, and the status says so.
 TEST_F(BatchTest, ADecodingErrorEndsItsCategoryAndEndsWithStatus7) {
-  RegisterSimulator(SampleWith(R"(["pumprecord"])"));
-  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchLoss);
-  EXPECT_NE(err.str().find("INSULIN lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 41 (get "
-                           "second-set record) failed"),
-            std::string::npos)
+  RegisterSample(R"(["pumprecord"])");
+  EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchLoss);
+  EXPECT_THAT(err.str(),
+              HasSubstr("INSULIN lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 41 (get "
+                        "second-set record) failed"))
       << err.str();
   EXPECT_EQ(ImportFiles(), 5u);
-}
-
-// What the decoding leaves out by its own rules is told, but is no loss.
-TEST_F(BatchTest, TheDecodingsOwnRulesAreReportedButAreNoLoss) {
-  RegisterSimulator(SampleWith("[]"));
-  ASSERT_EQ(Run({"Diary", "17", "1", "13"}), kBatchDone);
-  EXPECT_NE(err.str().find("meterimport-batch: GLUCOSE: 292 raw entries read, 232 records, 232 "
-                           "lines written; left out: no glucose reading (status 3): 60\n"),
-            std::string::npos)
-      << err.str();
-  // The Sensor Complete's readings carry meter type 13: no value in the file.
-  EXPECT_NE(err.str().find("GLUCOSE: 232 lines written without a value (the import format has "
-                           "no value field for meter type 13)"),
-            std::string::npos);
-  EXPECT_EQ(err.str().find(" lost: "), std::string::npos);
 }
 
 // A user hive that cannot be used reads as an empty root, and the batch says
 // why, once.
 TEST_F(BatchTest, AnUnusableUserHiveIsNamedAndTheImportGoesOn) {
-  RegisterSimulator(SampleWith("[]"));
+  RegisterSample("[]");
   fs::remove(hives.paths.user);
   fs::create_directories(hives.paths.user);  // a folder where the hive should be
-  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchDone);
+  EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchDone);
   const std::string line = "meterimport-batch: the settings of HKEY_CURRENT_USER are not used: ";
   const size_t at = err.str().find(line);
   ASSERT_NE(at, std::string::npos) << err.str();
@@ -212,19 +166,17 @@ TEST_F(BatchTest, AnUnusableUserHiveIsNamedAndTheImportGoesOn) {
 // An import file there already that cannot be read is never replaced: the
 // diary's unread entries in it stay, and the loss is told.
 TEST_F(BatchTest, AnUnreadableImportFileStaysAndIsReported) {
-  RegisterSimulator(SampleWith("[]"));
-  hives.SetMachineText(kComplete, "Create_SingleFile", "-1");
+  RegisterSample("[]");
+  hives.SetMachineText(meter_key, "Create_SingleFile", "-1");
   test::MemoryFileStore files;
   const fs::path single = import_dir / "IMP_20032026093005.00017";
   files.unreadable.insert(single);
   environment.files = &files;
-  EXPECT_EQ(Run({"Diary", "17", "1", "13"}), kBatchLoss);
+  EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchLoss);
   EXPECT_TRUE(files.files.empty());  // nothing was written over it
-  EXPECT_NE(err.str().find("GLUCOSE lost: not saved: " + single.string() +
-                           ": the file exists but cannot be read: Permission denied"),
-            std::string::npos)
-      << err.str();
-  EXPECT_NE(err.str().find("LAB lost: not saved: "), std::string::npos);
+  EXPECT_THAT(err.str(), HasSubstr("GLUCOSE lost: not saved: " + single.string() +
+                                   ": the file exists but cannot be read: Permission denied"));
+  EXPECT_THAT(err.str(), HasSubstr("LAB lost: not saved: "));
 }
 
 }  // namespace

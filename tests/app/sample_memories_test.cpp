@@ -4,17 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 
-#include "app/meterimport-batch/batch.h"
 #include "common/conversions.h"
 #include "host/meter_catalogue.h"
-#include "meter/plugin_control.h"
-#include "support/test_hives.h"
+#include "support/batch_installation.h"
 
 namespace mi {
 namespace {
@@ -23,31 +19,12 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 
 const fs::path kSource = METERIMPORT_SOURCE_DIR;
-const fs::path kSimulator = fs::path(METERIMPORT_BINARY_DIR) / "lib/libmeterctl-sim.so";
-constexpr const char* kRoot = "SOFTWARE\\Kestrelsoft\\Diary";
 
-// The import format's glucose value: the BG prefix of the host meter type
-// (none for 0, "P", "K", "F" for 1 to 3, "C" for 255; no value at all for
-// other types), from the model code as the host's table has it.
-std::optional<std::string> BgPrefix(int model_code) {
-  const std::map<int, int> host_types = {{100, 12}, {200, 13}, {400, 11}, {500, 15},
-                                         {501, 15}, {700, 16}, {800, 14}};
-  const auto found = host_types.find(model_code);
-  const int type = found == host_types.end() ? 0 : found->second;
-  switch (type) {
-    case 0:
-      return "";
-    case 1:
-      return "P";
-    case 2:
-      return "K";
-    case 3:
-      return "F";
-    case 255:
-      return "C";
-    default:
-      return std::nullopt;
-  }
+// The import format prints a glucose value, without a prefix, only for host
+// meter type 0: for every model code but those the host's table gives a type
+// of 11 to 16 (the prefixes of types 1 to 3 and 255 belong to no sample meter).
+bool ValuePrinted(int model_code) {
+  return !std::set<int>{100, 200, 400, 500, 501, 700, 800}.contains(model_code);
 }
 
 // "yyyymmdd" and "hhmmss" as the files write them: "ddmmyyyy|hhnn".
@@ -70,50 +47,33 @@ std::string Split(double dose, int type) {
   return Amount(dose) + "||";
 }
 
-// The data lines of a file's section, each counted.
-std::multiset<std::string> DataLines(const std::string& text, const std::string& section) {
+// The data lines of the import file in `folder` whose name starts with
+// `prefix`, each cut to its first `fields` fields (the fields that its
+// trailing "|" were stripped from are empty).
+std::multiset<std::string> DataLines(const fs::path& folder, const std::string& prefix,
+                                     size_t fields) {
   std::multiset<std::string> lines;
-  std::istringstream in(text);
-  std::string line;
-  bool inside = false;
-  while (std::getline(in, line)) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (line.starts_with("[")) inside = line == "[" + section + "]";
-    const size_t equals = line.find('=');
-    if (!inside || equals == std::string::npos) continue;
-    const std::string key = line.substr(0, equals);
-    if (key != "0" && key.find_first_not_of("0123456789") == std::string::npos) {
-      lines.insert(line.substr(equals + 1));
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    if (!entry.path().filename().string().starts_with(prefix)) continue;
+    std::istringstream in(test::ReadFile(entry.path()));
+    for (std::string line; std::getline(in, line);) {
+      const size_t equals = line.find('=');
+      if (equals == std::string::npos ||
+          line.substr(0, equals).find_first_not_of("0123456789") != std::string::npos ||
+          line.starts_with("0=")) {
+        continue;
+      }
+      std::string cut;
+      std::istringstream field_texts(line.substr(equals + 1, line.find('\r') - equals - 1));
+      std::string field;
+      for (size_t n = 0; n < fields; ++n) {
+        if (!std::getline(field_texts, field, '|')) field.clear();
+        cut += (n == 0 ? "" : "|") + field;
+      }
+      lines.insert(cut);
     }
   }
   return lines;
-}
-
-// The first `count` fields of a data line; the fields that its trailing "|"
-// were stripped from are empty.
-std::vector<std::string> Fields(const std::string& line, size_t count) {
-  std::vector<std::string> fields;
-  size_t start = 0;
-  while (fields.size() < count) {
-    const size_t bar = line.find('|', start);
-    fields.push_back(start <= line.size() ? line.substr(start, bar - start) : std::string());
-    start = bar == std::string::npos ? line.size() + 1 : bar + 1;
-  }
-  return fields;
-}
-
-// True when a line's leading fields are those of `expected`; that line is
-// taken, so that each expected line needs one of its own.
-bool TakeLine(std::multiset<std::string>& lines, const std::string& expected) {
-  const size_t count = static_cast<size_t>(std::count(expected.begin(), expected.end(), '|')) + 1;
-  const std::vector<std::string> wanted = Fields(expected, count);
-  for (auto it = lines.begin(); it != lines.end(); ++it) {
-    if (Fields(*it, count) == wanted) {
-      lines.erase(it);
-      return true;
-    }
-  }
-  return false;
 }
 
 class SampleMemoriesTest : public ::testing::TestWithParam<std::pair<const char*, int16_t>> {};
@@ -124,83 +84,47 @@ TEST_P(SampleMemoriesTest, EveryDoseAndEveryPrintedGlucoseValueReachesTheFiles) 
   const auto meter = FindMeter(meter_id);
   ASSERT_TRUE(meter);
 
-  test::TestHives hives;
-  const fs::path import_dir = hives.dir / "import";
-  fs::create_directories(import_dir);
-  hives.SetMachineText(kRoot, "ImportDir", import_dir.string());
-  const std::string key = std::string(kRoot) + "\\modules\\" + std::string(meter->module_name);
-  hives.SetMachineText(key, "TestPorts", "0");
-  for (const char* name : {"Glucose_Available", "Insulin_Available", "InsulinPumpData_Available",
-                           "Intakes_Available", "ExerciseData_Available", "LabData_Available"}) {
-    hives.SetMachineText(key, name, "-1");
-  }
+  test::BatchInstallation installation(std::string(meter->module_name));
   const int slot_types[4] = {14, 11, 3, 10};
   for (int slot = 0; slot < 4; ++slot) {
-    hives.SetMachineText(key, "DefaultTypeInsulin" + std::to_string(slot),
-                         std::to_string(slot_types[slot]));
+    installation.hives.SetMachineText(installation.meter_key,
+                                      "DefaultTypeInsulin" + std::to_string(slot),
+                                      std::to_string(slot_types[slot]));
   }
-  hives.SetMachineText(kMeterControlServerKey, "", kSimulator.string());
-  const fs::path memory_file = hives.dir / "memory.json";
   json fast = memory;
   fast["ms_per_record"] = 0;
-  test::WriteFile(memory_file, fast.dump());
-  hives.SetMachineText(kMeterControlServerKey, "MemoryFile", memory_file.string());
+  installation.UseMemory(fast.dump());
+  ASSERT_EQ(installation.Import({"Diary", "5", "1", std::to_string(meter_id)}), kBatchDone)
+      << installation.err.str();
 
-  ImportEnvironment environment;
-  environment.program_file = hives.dir / "bin/meterimport-batch";
-  environment.hives = hives.paths;
-  environment.serial.dev = hives.dir / "dev";
-  std::ostringstream out;
-  std::ostringstream err;
-  ASSERT_EQ(RunBatch({"Diary", "5", "1", std::to_string(meter_id)}, environment, out, err),
-            kBatchDone)
-      << err.str();
-
-  std::string glucose_text;
-  std::string insulin_text;
-  for (const auto& entry : fs::directory_iterator(import_dir)) {
-    const std::string name = entry.path().filename();
-    if (name.starts_with("BG_")) glucose_text = test::ReadFile(entry.path());
-    if (name.starts_with("INSULIN_")) insulin_text = test::ReadFile(entry.path());
-  }
-  std::multiset<std::string> glucose = DataLines(glucose_text, "GLUCOSE");
-  std::multiset<std::string> insulin = DataLines(insulin_text, "INSULIN");
-
-  const std::optional<std::string> prefix =
-      BgPrefix(std::stoi(memory["info"][3].get<std::string>()));
-  int readings = 0;
-  int doses = 0;
+  const bool printed = ValuePrinted(std::stoi(memory["info"][3].get<std::string>()));
+  std::multiset<std::string> glucose;
+  std::multiset<std::string> insulin;
   for (const json& record : memory["records"]["1"]) {
     const std::string stamp = Stamp(record["date"], record["time"]);
     if (record.value("status", 0) != 3) {
-      ++readings;
       const auto bg = RoundToInt16(record.value("bg", 0.0f));
       ASSERT_TRUE(bg);
-      const std::string expected = prefix ? stamp + "|" + *prefix + std::to_string(*bg) : stamp;
-      EXPECT_TRUE(TakeLine(glucose, expected)) << file << ": glucose " << expected;
+      glucose.insert(printed ? stamp + "|" + std::to_string(*bg) : stamp);
     }
     const json insulin_doses = record.value("insulin", json::array());
     for (size_t slot = 0; slot < insulin_doses.size(); ++slot) {
       const float dose = insulin_doses[slot].get<float>();
-      if (!(dose > 0)) continue;
-      ++doses;
-      const std::string expected = stamp + "|" + Split(dose, slot_types[slot]);
-      EXPECT_TRUE(TakeLine(insulin, expected)) << file << ": insulin " << expected;
+      if (dose > 0) insulin.insert(stamp + "|" + Split(dose, slot_types[slot]));
     }
   }
   for (const json& bolus : memory.value("pump", json::array())) {
     const float amount = bolus.value("amount", 0.0f);
-    if (!(amount > 0)) continue;
-    ++doses;
-    const std::string expected =
-        Stamp(bolus["date"], bolus["time"]) + "|" + Split(amount, bolus.value("type", 0));
-    EXPECT_TRUE(TakeLine(insulin, expected)) << file << ": pump " << expected;
+    if (amount > 0) {
+      insulin.insert(Stamp(bolus["date"], bolus["time"]) + "|" +
+                     Split(amount, bolus.value("type", 0)));
+    }
   }
-  // Nothing more was written than the memory holds.
-  EXPECT_TRUE(glucose.empty()) << file << ": " << *glucose.begin();
-  EXPECT_TRUE(insulin.empty()) << file;
-  EXPECT_GT(readings, 100) << file;
-  EXPECT_EQ(doses > 0, meter_id == 11 || meter_id == 13 || meter_id == 16) << file;
+  // Every reading and every dose, and nothing more.
+  EXPECT_EQ(DataLines(installation.import_dir, "BG_", printed ? 3 : 2), glucose) << file;
+  EXPECT_EQ(DataLines(installation.import_dir, "INSULIN_", 5), insulin) << file;
+  EXPECT_GT(glucose.size(), 100u) << file;
+  EXPECT_EQ(!insulin.empty(), meter_id == 11 || meter_id == 13 || meter_id == 16) << file;
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryMeter, SampleMemoriesTest,

@@ -1,9 +1,14 @@
-#include "host/host_shell.h"
+// The start-up without windows: the command line and the host shell.
+// tests/app/batch_test.cpp runs it end to end: the messages, the import folder
+// and sequence, the meter's names and the port stored under the catalogue's
+// description.
 
 #include <gtest/gtest.h>
 
 #include <vector>
 
+#include "host/command_line.h"
+#include "host/host_shell.h"
 #include "host/meter_catalogue.h"
 #include "support/test_hives.h"
 
@@ -22,165 +27,75 @@ class RecordingChannel : public StatusChannel {
 
 class HostShellTest : public ::testing::Test {
  protected:
-  HostShellTest() {
-    test::WriteFile(hives.dir / "bin/languages/English.lng", "1201=Import from %1\n");
-  }
-
-  HostShell& Start(const std::string& command_line) {
-    shell = std::make_unique<HostShell>(hives.store, program, &channel);
-    startup = shell->Load(command_line);
+  // A shell of the program in bin/, loaded with `command_line` and, unless
+  // there is no meter number, its Action run.
+  HostShell& Start(const std::string& command_line, test::TestHives& settings) {
+    shell = std::make_unique<HostShell>(settings.store, settings.dir / "bin/meterimport", &channel);
+    if (shell->Load(command_line).proceed) shell->Action(shell->context().MeterID);
     return *shell;
   }
+  HostShell& Start(const std::string& command_line) { return Start(command_line, hives); }
 
   test::TestHives hives;
-  std::filesystem::path program = hives.dir / "bin/meterimport";
   RecordingChannel channel;
   std::unique_ptr<HostShell> shell;
-  StartupResult startup;
 };
 
-TEST_F(HostShellTest, SettingsPathsComeFromTheCleanedProductKey) {
-  HostShell& s = Start("Diary\r 1 0 13");
-  EXPECT_EQ(s.ProductKey(), "Diary");
-  EXPECT_EQ(s.RegRoot(), kRoot);
-  EXPECT_EQ(s.ProfilesKey(), std::string(kRoot) + "\\Profiles\\");
-  EXPECT_EQ(s.ModulesKey(), std::string(kRoot) + "\\modules\\");
-}
-
 TEST_F(HostShellTest, NoMeterNumberEndsStartUpWithoutWritingAnything) {
-  HostShell& s = Start("");
-  EXPECT_FALSE(startup.proceed);
-  EXPECT_EQ(startup.message, "MeterID required !");
-  EXPECT_TRUE(s.finished());
+  EXPECT_TRUE(Start("").finished());
   EXPECT_FALSE(std::filesystem::exists(hives.paths.user));
 }
 
-TEST_F(HostShellTest, SensorCompleteWithNoSettingsAtAll) {
-  HostShell& s = Start("Diary 17 0 13 0");
-  ASSERT_TRUE(startup.proceed);
-  const ActionResult action = s.Action(13);
-  EXPECT_TRUE(action.open_wizard);
-  EXPECT_EQ(action.picture, 113);
-  const HostContext& c = s.context();
-  EXPECT_EQ(c.MeterDesc, "Accu-Chek Sensor Complete");
-  EXPECT_EQ(c.ModuleName, "Accutrend sensor complete");
-  EXPECT_EQ(c.MeterFamily, "Accu-Chek Complete");
-  EXPECT_EQ(c.ReadMode, 12);
-  EXPECT_EQ(c.ComPort, 1);
-  EXPECT_EQ(c.ImportSequence, 17);
-  EXPECT_EQ(c.ImportDir, (hives.dir / "bin").string() + "/");
-  EXPECT_EQ(c.AppPath, c.ImportDir);
-  EXPECT_EQ(c.ExportFile, c.ImportDir + "export.txt");
-  EXPECT_EQ(s.MeterKey(), kComplete);
+TEST_F(HostShellTest, TheMeterKeyIsTheCataloguesSubKey) {
+  EXPECT_EQ(Start("Diary 17 0 13 0").MeterKey(), kComplete);
+  EXPECT_EQ(Start("Diary 1 0 32767").context().MeterDesc, "");  // outside the catalogue
 }
 
-TEST_F(HostShellTest, ThePortOnTheCommandLineWinsOverTheStoredOne) {
-  hives.SetUserText(kComplete, "COM", "7");
-  HostShell& s = Start("Diary 1 4 13");
-  s.Action(13);
-  EXPECT_EQ(s.context().ComPort, 4);
-}
-
-TEST_F(HostShellTest, TheStoredPortIsItsLeadingNumberOrOne) {
-  struct Case {
-    const char* machine;
-    const char* user;
-    int16_t expected;
+// The port on the command line, else the stored port's leading number, else 1.
+TEST_F(HostShellTest, ThePortInUse) {
+  const std::tuple<const char*, const char*, const char*, int16_t> cases[] = {
+      {"Diary 1 4 13", "3", "7", 4},          {"Diary 1 0 13", nullptr, nullptr, 1},
+      {"Diary 1 0 13", "3", "5", 5},          {"Diary 1 0 13", "3", "", 3},
+      {"Diary 1 0 13", nullptr, "0", 1},      {"Diary 1 0 13", nullptr, "COM2", 1},
+      {"Diary 1 0 13", nullptr, " 6\r\n", 6}, {"Diary 1 0 13", nullptr, "2.5", 2},
   };
-  const Case cases[] = {
-      {nullptr, nullptr, 1}, {"3", nullptr, 3},    {"3", "5", 5},          {"3", "", 3},
-      {nullptr, "0", 1},     {nullptr, "COM2", 1}, {nullptr, " 6\r\n", 6}, {nullptr, "2.5", 2},
-  };
-  for (const auto& c : cases) {
+  for (const auto& [command_line, machine, user, expected] : cases) {
     test::TestHives local;
-    if (c.machine) local.SetMachineText(kComplete, "COM", c.machine);
-    if (c.user) local.SetUserText(kComplete, "COM", c.user);
-    HostShell s(local.store, program);
-    s.Load("Diary 1 0 13");
-    s.Action(13);
-    EXPECT_EQ(s.context().ComPort, c.expected)
-        << (c.machine ? c.machine : "-") << " / " << (c.user ? c.user : "-");
+    if (machine) local.SetMachineText(kComplete, "COM", machine);
+    if (user) local.SetUserText(kComplete, "COM", user);
+    EXPECT_EQ(Start(command_line, local).context().ComPort, expected)
+        << command_line << ": " << (machine ? machine : "-") << " / " << (user ? user : "-");
   }
 }
 
-TEST_F(HostShellTest, DescriptionComesFromTheMachineRootOnly) {
+// "Desc" is read from the machine root only, and "COM" is written back under
+// the description's key.
+TEST_F(HostShellTest, TheDescriptionNamesTheKeyThePortIsStoredUnder) {
   hives.SetMachineText(kComplete, "Desc", "  My Complete\r\n");
   hives.SetUserText(kComplete, "Desc", "User's name");
-  HostShell& s = Start("Diary 1 0 13");
-  s.Action(13);
-  EXPECT_EQ(s.context().MeterDesc, "My Complete");
-}
-
-TEST_F(HostShellTest, FinishingStoresThePortUnderTheDescription) {
-  // "COM" is read under the module's sub-key but written under the
-  // description's, so the two differ even for the catalogue name.
-  const std::string modules = std::string(kRoot) + "\\modules\\";
-  HostShell& s = Start("Diary 1 0 13");
-  s.Action(13);
-  s.SetFinished(true);
-  EXPECT_TRUE(s.finished());
-  EXPECT_EQ(hives.store.ReadUser(modules + "Accu-Chek Sensor Complete", "COM", ""), "1");
+  EXPECT_EQ(Start("Diary 1 3 13").context().MeterDesc, "My Complete");
+  shell->SetFinished(true);
+  EXPECT_EQ(hives.store.ReadUser(std::string(kRoot) + "\\modules\\My Complete", "COM", ""), "3");
   EXPECT_EQ(hives.store.ReadUser(kComplete, "COM", ""), "");
-
-  hives.SetMachineText(kComplete, "Desc", "My Complete");
-  HostShell& t = Start("Diary 1 3 13");
-  t.Action(13);
-  t.SetFinished(true);
-  EXPECT_EQ(hives.store.ReadUser(modules + "My Complete", "COM", ""), "3");
 }
 
 TEST_F(HostShellTest, ImportFolderLookup) {
-  {
-    HostShell& s = Start("Diary 1 0 13");
-    EXPECT_EQ(s.context().ImportDir, (hives.dir / "bin").string());
-  }
+  HostShell none(hives.store, "meterimport");  // a program without a folder
+  none.Load("Diary 1 0 13");
+  EXPECT_FALSE(none.Action(13).open_wizard);
+
   hives.SetMachineText(kRoot, "ImportDir", "   ");
-  EXPECT_EQ(Start("Diary 1 0 13").context().ImportDir, (hives.dir / "bin").string());
+  EXPECT_EQ(Start("Diary 1 0 13").context().ImportDir, (hives.dir / "bin").string() + "/");
   hives.SetMachineText(kRoot, "ImportDir", "/srv/import");
   hives.SetUserText(kRoot, "ImportDir", "");
-  EXPECT_EQ(Start("Diary 1 0 13").context().ImportDir, "/srv/import");
-  hives.SetUserText(kRoot, "ImportDir", "/home/me/import/");
-  HostShell& s = Start("Diary 1 0 13");
-  s.Action(13);
-  EXPECT_EQ(s.context().ImportDir, "/home/me/import/");
+  EXPECT_EQ(Start("Diary 1 0 13").context().ImportDir, "/srv/import/");
 }
 
-TEST_F(HostShellTest, NoImportFolderMeansNoWizard) {
-  HostShell s(hives.store, "meterimport");  // a program without a folder
-  ASSERT_TRUE(s.Load("Diary 1 0 13").proceed);
-  const ActionResult action = s.Action(13);
-  EXPECT_FALSE(action.open_wizard);
-  EXPECT_EQ(s.context().ResultCode, 2);
-  EXPECT_TRUE(s.context().MeterDesc.empty());
-}
-
-TEST_F(HostShellTest, TitleAndFirstStatusFromTheLanguageModule) {
+// batch_test.cpp checks the title's status line.
+TEST_F(HostShellTest, WithoutALanguageModuleNoTitleAndNoStatus) {
   hives.SetUserText(kRoot, "LanguageDLL", "Klingon");  // no such catalogue
-  HostShell& none = Start("Diary 1 0 13");
-  none.Action(13);
-  EXPECT_EQ(none.language(), nullptr);
-  EXPECT_EQ(none.title(), "");
+  EXPECT_EQ(Start("Diary 1 0 13").title(), "");
   EXPECT_TRUE(channel.commands.empty());  // an unchanged empty caption sends nothing
-
-  hives.SetUserText(kRoot, "LanguageDLL", "English\r\n");
-  HostShell& s = Start("Diary 1 0 13");
-  s.Action(13);
-  EXPECT_EQ(s.title(), "Import from Accu-Chek Sensor Complete");
-  ASSERT_EQ(channel.commands.size(), 1u);
-  EXPECT_EQ(channel.commands[0], "STATUS|Import from Accu-Chek Sensor Complete");
-  s.SetStatus("");
-  EXPECT_EQ(channel.commands.back(), "STATUS|");
-}
-
-TEST_F(HostShellTest, AMeterOutsideTheCatalogueGetsEmptyNames) {
-  HostShell& s = Start("Diary 1 0 20");
-  const ActionResult action = s.Action(20);
-  EXPECT_TRUE(action.open_wizard);
-  EXPECT_EQ(s.context().MeterDesc, "");
-  EXPECT_EQ(s.context().ModuleName, "");
-  EXPECT_EQ(s.context().MeterFamily, "");
-  EXPECT_EQ(s.context().ComPort, 1);
-  EXPECT_EQ(Start("Diary 1 0 32767").Action(32767).picture, std::nullopt);
 }
 
 TEST(MeterCatalogue, SetupDialogsByExactFamilyName) {
@@ -191,6 +106,30 @@ TEST(MeterCatalogue, SetupDialogsByExactFamilyName) {
   }
   EXPECT_FALSE(FindMeter(20));
   EXPECT_EQ(SetupDialogForFamily("accutrend dm"), SetupDialog::kNone);
+}
+
+TEST(CommandLine, FiveFieldsMissingOrBadOnesLeaveZero) {
+  const std::string huge(1 << 20, '9');
+  const std::tuple<std::string, int32_t, int16_t, int16_t, int32_t> cases[] = {
+      {"Diary 17 4 13 4711", 17, 4, 13, 4711},
+      {"", 0, 0, 0, 0},
+      {"Diary x y z w", 0, 0, 0, 0},
+      {"Diary 99999999999 70000 13 1", 0, 0, 13, 1},  // overflow leaves 0
+      {"P " + huge + " " + huge + " 13", 0, 0, 13, 0},
+      {"Diary 1 2 40000 5", 1, 2, 0, 0},        // no meter: the window is not read
+      {"Diary 1 2 13 5 6 7 8", 1, 2, 13, 5},    // beyond the fifth: ignored
+      {"Diary  1\t 2   13  5", 1, 2, 13, 5},    // runs of blanks and tabs
+      {"Diary 1.5 2.5 13.5 -1", 2, 2, 14, -1},  // rounded halves to even
+      {"Diary 1 COM3 13", 1, 0, 13, 0},
+  };
+  for (const auto& [text, sequence, port, meter, window] : cases) {
+    const CommandLine line = ParseCommandLine(text);
+    EXPECT_EQ(std::tuple(line.import_sequence, line.com_port, line.meter_id, line.host_window),
+              std::tuple(sequence, port, meter, window))
+        << text.substr(0, 40);
+  }
+  EXPECT_EQ(ParseCommandLine("Diary\r\n 1 1 13").product_key, "Diary");
+  EXPECT_EQ(ParseCommandLine(std::string("Diary\x01", 6)).product_key, "Diary");
 }
 
 }  // namespace

@@ -113,25 +113,6 @@ TEST_F(ProfileEditorTest, LoadSplitsAtCrLfAndCrLf) {
   EXPECT_FALSE(editor_.LoadProfileFile(dir_.path().string()));  // a folder
 }
 
-TEST_F(ProfileEditorTest, FindInsertAndDeleteByPosition) {
-  SetBuffer({"[S]", "a=1", "B=2", "[T]", "b=3"});
-  int32_t position = 0;
-  EXPECT_TRUE(editor_.FindProfileLine(position, "b=", false) && position == 3);
-  EXPECT_TRUE(editor_.FindProfileLine(position, "b=", false) && position == 5);
-  position = 1;  // stops at [T]: no match, no line added
-  EXPECT_FALSE(editor_.FindProfileLine(position, "b=3", true) || position != 4);
-  EXPECT_EQ(editor_.LineCount(), 5);
-
-  SetBuffer({"a", "b", "c"});  // inserting and deleting by position
-  editor_.InsertProfileLine("x", 1);
-  editor_.InsertProfileLine("y", 5);
-  editor_.InsertProfileLine("never", 7);
-  EXPECT_EQ(editor_.Lines(), (Lines{"x", "a", "b", "c", "y"}));
-  editor_.DeleteProfileLines(2, 4);
-  editor_.DeleteProfileLines(3, 99);
-  EXPECT_EQ(editor_.Lines(), (Lines{"x", "y"}));
-}
-
 TEST_F(ProfileEditorTest, UnsuccessfulSearchPastANonEmptyLineAddsOneEmptyLine) {
   const std::tuple<Lines, int32_t, Lines> cases[] = {
       {{"[S]", "a=1"}, 0, {"[S]", "a=1", ""}},
@@ -173,11 +154,6 @@ TEST_F(ProfileEditorTest, ProfileApiPathReplacesAppendsAndAddsSections) {
   EXPECT_EQ(editor_.WriteProfileEntry("U", "E", "5", path, -1), 0);
   EXPECT_EQ(ReadFile(path), "[S]\r\nA=1\r\nB=20\r\nD=4\r\n\r\n[T]\r\nC=3\r\n\r\n[U]\r\nE=5\r\n");
   EXPECT_EQ(editor_.LineCount(), 0);  // the buffer is not used
-}
-
-TEST(DecimalTextTest, AlwaysACommaAndHalvesAwayFromZero) {
-  EXPECT_EQ(DecimalText(0.15, "0.0"), "0,2");  // just under a half in binary
-  EXPECT_EQ(DecimalText(350.5, "0"), "351");
 }
 
 // The editor indexes its lines and saves in blocks; it must behave exactly

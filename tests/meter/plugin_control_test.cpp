@@ -1,10 +1,12 @@
 // The meter communication control as the module creates it: registered in a
 // machine hive, loaded for real (the simulated control, libmeterctl-sim.so,
 // and a few misbehaving test controls), and the stand-in that fails every
-// call when no control can be had.
+// call when no control can be had; and the simulated control's reader of
+// meter memories.
 
 #include "meter/plugin_control.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -15,11 +17,14 @@
 
 #include "common/hive.h"
 #include "common/settings_store.h"
+#include "meter/sim/sim_memory.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 namespace mi {
 namespace {
+
+using ::testing::HasSubstr;
 
 namespace fs = std::filesystem;
 
@@ -59,39 +64,10 @@ bool IsUnavailable(const std::unique_ptr<MeterControl>& control) {
   return dynamic_cast<UnavailableMeterControl*>(control.get()) != nullptr;
 }
 
-// Makes each of the nine calls once, in a session's order, and names those
-// that failed. The texts and the count the calls fill in go to text and count.
-std::vector<std::string> FailedCalls(MeterControl& control, std::string& text, int16_t& count) {
-  std::vector<std::string> failed;
-  int32_t error = 0, position = -1;
-  int16_t limit = 1680;
-  std::string key = "COMPLETE", entry_key;
-  RawMeterRecord record;
-  RawPumpRecord pump;
-  const auto note = [&](const char* call) {
-    if (error != 0) failed.push_back(call);
-    error = 0;
-  };
-  control.DriverCount(count, error), note("count");
-  control.DriverEntry(1, entry_key, text, error), note("entry");
-  control.Connect(key, 1, text, error), note("connect");
-  control.InfoItem(1, text, error), note("info");
-  control.ReadData(6, limit, position, 1, 0, 1, error), note("read:6");
-  control.ReadData(1, limit = 1680, position, 1, 0, 1, error), note("read:1");
-  control.GetDataRecord(1, record, error), note("record");
-  control.ReadSecondSet(count, 0, error), note("pump");
-  control.GetSecondSetRecord(1, pump, error), note("pumprecord");
-  control.Disconnect(error), note("disconnect");
-  return failed;
-}
+constexpr const char* kMemory = R"({"drivers": [{"key": "C", "name": "Accu-Chek Complete"}]})";
 
-constexpr const char* kMemory = R"({
-  "drivers": [{"key": "DM", "name": "Accutrend DM"}, {"key": "COMPLETE", "name": "Accu-Chek Complete"}],
-  "info": ["Complete", "V2", "SC0001", "200"],
-  "records": {"1": [{"date": "20260203", "time": "140509", "bg": 123,
-                     "unit": 786432}]},
-  "pump": [{"date": "20260203", "time": "141000", "type": 14, "amount": 3.5}]})";
-
+// What the simulated control gives back for each record is checked end to end
+// by the sample memories (tests/app/sample_memories_test.cpp).
 TEST_F(PluginControlTest, LoadsTheSimulatedControlThroughItsRegistration) {
   Register(kSimLibrary, WriteMemory("memory.json", kMemory));
   std::string reason = "old";
@@ -99,33 +75,15 @@ TEST_F(PluginControlTest, LoadsTheSimulatedControlThroughItsRegistration) {
   ASSERT_FALSE(IsUnavailable(control)) << reason;
   EXPECT_EQ(reason, "");
 
-  int32_t error = -1, position = -1;
-  int16_t count = 1680;
-  std::string key = "COMPLETE", text = "Accu-Chek Complete", item;
-  control->Connect(key, 2, text, error);
-  EXPECT_EQ(text, "COM2:Accu-Chek Complete");
-  control->InfoItem(3, item, error);
-  EXPECT_EQ(item, "SC0001");
-  control->ReadData(1, count, position, 1, 0, 1, error);
-  ASSERT_EQ(count, 1);
-  RawMeterRecord record;
-  control->GetDataRecord(1, record, error);
-  EXPECT_EQ(record.date + record.time + std::to_string(record.UnitCode()), "2026020314050912");
-  EXPECT_FLOAT_EQ(record.Glucose(), 123.0f);
-
-  control->ReadSecondSet(count, 0, error);
-  RawPumpRecord pump;
-  control->GetSecondSetRecord(1, pump, error);
-  EXPECT_EQ(pump.time + std::to_string(pump.type), "14100014");
-  EXPECT_FLOAT_EQ(pump.amount, 3.5f);
-
+  int32_t error = -1;
+  std::string key, text;
   // A failing call keeps what the caller had; the failure is told in the
   // control's own words, with the numbers it returned.
   RawMeterRecord untouched;
   untouched.date = "keep";
   control->GetDataRecord(2, untouched, error);
   EXPECT_TRUE(error != 0 && untouched.date == "keep");
-  EXPECT_EQ(control->FailureText(), "no record number 2 (status 3, error 3)");
+  EXPECT_EQ(control->FailureText(), "no meter is connected (status 4, error 4)");
 
   // The environment's memory wins over the registered one.
   setenv("METERIMPORT_SIM_MEMORY",
@@ -135,30 +93,8 @@ TEST_F(PluginControlTest, LoadsTheSimulatedControlThroughItsRegistration) {
   EXPECT_EQ(text, "Reflolux S");
 }
 
-// Each name in the memory's "fail" list fails its own call with the flag set;
-// the other calls still work, unless they need the connection.
-TEST_F(PluginControlTest, EachFailNameFailsOnlyItsCall) {
-  // A failed connection fails the calls that need it; a failed read leaves no records.
-  std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
-      {"connect", {"connect", "info", "read:6", "read:1", "record", "pump", "pumprecord"}},
-      {"read", {"read:6", "read:1", "record"}},
-      {"read:1", {"read:1", "record"}},
-      {"pump", {"pump", "pumprecord"}}};
-  for (const char* name :
-       {"count", "entry", "info", "disconnect", "read:6", "record", "pumprecord"})
-    cases.push_back({name, {name}});
-  for (const auto& [name, expected] : cases) {
-    std::string memory = kMemory;
-    memory.insert(memory.rfind('}'), R"(, "fail": [")" + name + R"("])");
-    Register(kSimLibrary, WriteMemory("fail.json", memory));
-    std::string text;
-    int16_t count = 0;
-    EXPECT_EQ(FailedCalls(*Create(), text, count), expected) << name;
-  }
-}
-
 // Without a usable control every call fails with the flag set and leaves the
-// caller's values alone.
+// caller's values alone (the batch then reports the driver as not installed).
 TEST_F(PluginControlTest, EveryCallFailsWithoutAUsableControl) {
   const std::pair<std::string, const char*> cases[] = {
       {"", "not registered"},
@@ -174,13 +110,13 @@ TEST_F(PluginControlTest, EveryCallFailsWithoutAUsableControl) {
     std::string reason;
     auto control = Create(&reason);
     ASSERT_TRUE(IsUnavailable(control));
-    EXPECT_NE(reason.find(reason_part), std::string::npos) << reason;
+    EXPECT_THAT(reason, HasSubstr(reason_part));
     EXPECT_EQ(control->FailureText(), reason);
 
-    std::string text = "t";
+    int32_t error = 0;
     int16_t count = 77;
-    EXPECT_EQ(FailedCalls(*control, text, count).size(), 10u);  // all nine, ReadData twice
-    EXPECT_EQ(text + std::to_string(count), "t77");
+    control->DriverCount(count, error);
+    EXPECT_EQ(std::pair(error, count), std::pair(1, int16_t{77}));
   }
 }
 
@@ -239,38 +175,35 @@ TEST_F(PluginControlTest, ReportsTheProgressOfAReadForItsWindow) {
                          {77, 1, 3}, {77, 2, 3}, {77, 3, 3}}));
 }
 
-// Every sample memory loads through the real plug-in and gives several weeks
-// of plausible readings.
-TEST_F(PluginControlTest, EverySampleMemoryLoadsThroughThePlugin) {
-  size_t files = 0;
-  for (const auto& file :
-       fs::directory_iterator(fs::path(METERIMPORT_SOURCE_DIR) / "data/meters")) {
-    if (file.path().extension() != ".json") continue;
-    ++files;
-    SCOPED_TRACE(file.path().filename().string());
-    Register(kSimLibrary, file.path().string());
-    auto control = Create();
-    int32_t error = -1, position = -1;
-    int16_t count = 1680;
-    std::string key, name;
-    control->DriverEntry(1, key, name, error);
-    control->Connect(key, 1, name, error);
-    control->ReadData(1, count, position, 1, 0, 1, error);
-    ASSERT_EQ(error, 0);
-    EXPECT_GE(count, 100);  // several weeks of 4 to 7 readings a day
-    int glucose = 0;
-    for (int32_t i = 1; i <= count; ++i) {
-      RawMeterRecord record;
-      control->GetDataRecord(i, record, error);
-      ASSERT_TRUE(error == 0 && record.date.size() == 8u) << i;
-      if (record.GlucoseStatus() != 3 && record.ControlTest() == 0) {
-        EXPECT_TRUE(record.Glucose() >= 20 && record.Glucose() <= 600) << record.Glucose();
-        ++glucose;
-      }
-    }
-    EXPECT_GE(glucose, 80);
-  }
-  EXPECT_EQ(files, 10u);
+// ---- The simulated control's meter memory, read into records at their byte
+// offsets ------------------------------------------------------------------
+
+RawMeterRecord OneRecord(const std::string& record_json) {
+  return sim::ParseMeterMemory(R"({"records": {"1": [)" + record_json + "]}}").records.at(1).at(0);
+}
+
+TEST(SimMemoryReader, PutsEveryFieldAtItsOffset) {
+  const RawMeterRecord r = OneRecord(R"({
+    "date": "20260203", "time": "140509", "bg": 123.5, "status": 3, "control": 1,
+    "flag9": 2, "insulin": [2.5, 0, -4, 11.5], "marker": 32767, "carbs": -32768, "exercise": 1,
+    "minutes": 45, "events": [-4, 7, 0, -33], "unit": 786432 })");
+  EXPECT_EQ(r.date + r.time, "20260203140509");
+  const std::pair<size_t, float> floats[] = {
+      {8, 123.5f}, {20, 2.5f}, {24, 0}, {28, -4}, {32, 11.5f}};
+  for (const auto& [offset, value] : floats) EXPECT_FLOAT_EQ(r.At<float>(offset), value) << offset;
+  // Bytes no field names (0, 4, 18, ...) stay 0.
+  const std::pair<size_t, int16_t> shorts[] = {
+      {12, 3},  {14, 1}, {16, 2}, {48, 32767}, {50, -32768}, {58, 1}, {60, 45},
+      {62, -4}, {64, 7}, {66, 0}, {68, -33},   {0, 0},       {4, 0},  {18, 0},
+      {36, 0},  {44, 0}, {52, 0}, {56, 0},     {70, 0},      {76, 0}};
+  for (const auto& [offset, value] : shorts) EXPECT_EQ(r.At<int16_t>(offset), value) << offset;
+  EXPECT_EQ(r.At<int32_t>(72), 786432);
+  EXPECT_EQ(OneRecord(R"({"unit": -65536})").At<int32_t>(72), -65536);
+
+  // A field left out is 0.
+  RawMeterRecord expected;
+  expected.Put<float>(8, 88.0f);
+  EXPECT_EQ(OneRecord(R"({"bg": 88})").bytes, expected.bytes);
 }
 
 }  // namespace

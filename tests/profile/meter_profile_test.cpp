@@ -14,12 +14,9 @@ constexpr const char* kKey = "SOFTWARE\\Kestrelsoft\\Diary\\modules\\AccuChekCom
 
 class MeterProfileTest : public ::testing::Test {
  protected:
-  MeterProfile Load(int16_t model = 18, const LanguageModule* language = nullptr,
-                    char separator = '.') {
-    return LoadMeterProfile(hives.store, kKey, language, model, hives.dir / "bin/meterimport",
-                            separator);
+  MeterProfile Load(int16_t model = 18, const LanguageModule* language = nullptr) {
+    return LoadMeterProfile(hives.store, kKey, language, model, hives.dir / "bin/meterimport");
   }
-  void InstallIrKeyDriver() { hives.SetMachineText(kIrKeyDriverKey, "driver", "rdcom32.dll"); }
   test::TestHives hives;
 };
 
@@ -28,10 +25,7 @@ TEST_F(MeterProfileTest, NoValuesGiveTheDefaults) {
   const MeterProfile p = Load(17);
   EXPECT_EQ(p.available, (std::array<int16_t, 6>{-1, 0, 0, 0, 0, 0}));
   EXPECT_EQ(p.defaultTypeInsulin, (std::array<int16_t, 4>{-1, -1, -1, -1}));
-  EXPECT_EQ(p.ketoneDefaults, (std::array<float, 6>{}));
-  EXPECT_EQ(p.buConversionFactor, 1);
-  EXPECT_EQ(p.buFactor, 12);
-  EXPECT_FALSE(p.irKeyVisible);
+  EXPECT_EQ(std::tuple(p.buConversionFactor, p.buFactor, p.irKeyVisible), std::tuple(1, 12, false));
 }
 
 // The user's value wins over the machine's, except for the machine-only ones.
@@ -39,49 +33,36 @@ TEST_F(MeterProfileTest, UserValuesOverrideMachineValues) {
   hives.SetMachineText(kKey, "Glucose_Available", "-1");
   hives.SetUserText(kKey, "Glucose_Available", "0");
   hives.SetMachineText(kKey, "InsulinPumpData_Available", "1");  // read by absolute value
-  hives.SetMachineText(kKey, "LabData_Available", "-1");
-  hives.SetUserText(kKey, "DefaultTypeInsulin2", "14");
   hives.SetMachineText(kKey, "Event33", "12");
   hives.SetUserText(kKey, "Event1", "5");
   hives.SetUserText(kKey, "GetLabData", "3, 6");
   hives.SetUserText(kKey, "Create_SingleFile", "-1");
-  hives.SetUserText(kKey, "Meter_SetOn", "-1");
-  hives.SetUserText(kKey, "Configure_Meter", "0");
-  hives.SetMachineText(kKey, "Configure_Meter", "1");
   MeterProfile p = Load();
-  EXPECT_EQ(std::tuple(p.available[kCategoryGlucose], p.available[kCategoryPump],
-                       p.available[kCategoryLaboratory], p.defaultTypeInsulin[2]),
-            std::tuple(0, -1, -1, 14));
-  EXPECT_EQ(std::tuple(p.events[1], p.events[33], p.getLabData), std::tuple(5, 12, "3, 6"));
-  EXPECT_EQ(std::tuple(p.createSingleFile, p.meterOn, p.frameSetupVisible), std::tuple(0, 0, true));
+  EXPECT_EQ(std::tuple(p.available[kCategoryGlucose], p.available[kCategoryPump], p.events[1],
+                       p.events[33]),
+            std::tuple(0, -1, 5, 12));
+  EXPECT_EQ(p.getLabData, "3, 6");
+  EXPECT_EQ(p.createSingleFile, 0);
   hives.SetMachineText(kKey, "Create_SingleFile", "-1");
   EXPECT_EQ(Load().createSingleFile, -1);
 }
 
-TEST_F(MeterProfileTest, KetoneDefaultsWithCommaOrPoint) {
+// Ketones take a comma or a point and start from 0 on each load; other values
+// that do not convert keep what the profile had.
+TEST_F(MeterProfileTest, ValuesThatDoNotConvertKeepThePreviousValue) {
   hives.SetMachineText(kKey, "DefaultKetones_SPUR", "0,5");
   hives.SetUserText(kKey, "DefaultKetones_klein", "1.5");
   hives.SetUserText(kKey, "DefaultKetones_gross", "viel");
-  for (char separator : {'.', ','}) {
-    // "viel" does not convert and stays 0.
-    EXPECT_EQ(Load(18, nullptr, separator).ketoneDefaults,
-              (std::array<float, 6>{0, 0.5f, 1.5f, 0, 0, 0}))
-        << separator;
-  }
-}
-
-TEST_F(MeterProfileTest, AValueThatDoesNotConvertKeepsThePreviousValue) {
-  MeterProfile p;
-  p.buFactor = 10;
-  p.ketoneDefaults[3] = 9;
   hives.SetUserText(kKey, "BUFactor", "zwölf");
   hives.SetUserText(kKey, "BUConversionFactor", "99999");  // beyond 16 bits
-  hives.SetUserText(kKey, "Event7", "x");
-  p.events[7] = 3;
-  LoadMeterProfile(p, hives.store, kKey, nullptr, 18, "");
-  // Ketones start from 0 on each load.
-  EXPECT_EQ(std::tuple(p.buFactor, p.buConversionFactor, p.events[7], p.ketoneDefaults[3]),
-            std::tuple(10, 0, 3, 0.0f));
+  for (char separator : {'.', ','}) {
+    MeterProfile p;
+    p.buFactor = 10;
+    p.ketoneDefaults[4] = 9;
+    LoadMeterProfile(p, hives.store, kKey, nullptr, 18, "", separator);
+    EXPECT_EQ(p.ketoneDefaults, (std::array<float, 6>{0, 0.5f, 1.5f, 0, 0, 0})) << separator;
+    EXPECT_EQ(std::pair(p.buFactor, p.buConversionFactor), std::pair(int16_t{10}, int16_t{0}));
+  }
 }
 
 TEST_F(MeterProfileTest, InsulinNamesDefaultToTheLanguageTexts) {
@@ -96,7 +77,7 @@ TEST_F(MeterProfileTest, InsulinNamesDefaultToTheLanguageTexts) {
 TEST_F(MeterProfileTest, IrKeyOnlyForItsModelsWithTheDriverInstalled) {
   hives.SetMachineText(kKey, "UseIRKey", "1");
   EXPECT_FALSE(Load(17).irKeyVisible);  // no driver yet
-  InstallIrKeyDriver();
+  hives.SetMachineText(kIrKeyDriverKey, "driver", "rdcom32.dll");
   MeterProfile p;
   p.irKeyValue = 1;
   LoadMeterProfile(p, hives.store, kKey, nullptr, 17, "");
@@ -107,20 +88,8 @@ TEST_F(MeterProfileTest, IrKeyOnlyForItsModelsWithTheDriverInstalled) {
   for (int16_t model : {12, 17, 49}) {
     p = Load(model);
     EXPECT_TRUE(p.irKeyVisible && p.irKeyValue == 1) << model;
-    EXPECT_EQ(p.irKeyCaption, "Accu-Chek IR Key") << model;
   }
   for (int16_t model : {18, 0, 13}) EXPECT_FALSE(Load(model).irKeyVisible) << model;
-
-  const LanguageModule language = LanguageModule::Parse("1381=Infrarot-Schlüssel");
-  EXPECT_EQ(Load(17, &language).irKeyCaption, "Infrarot-Schlüssel");
-}
-
-TEST_F(MeterProfileTest, HelpFileIsTheProgramNameWithHtmlBesideIt) {
-  EXPECT_FALSE(Load().helpFilePresent);
-  test::WriteFile(hives.dir / "bin/meterimport.html", "<html></html>");
-  const MeterProfile p = Load();
-  EXPECT_TRUE(p.helpFilePresent);
-  EXPECT_EQ(p.helpFile, hives.dir / "bin/meterimport.html");
 }
 
 TEST(LaboratoryKinds, NumbersOrTheDefaultList) {

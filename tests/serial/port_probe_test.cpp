@@ -2,36 +2,17 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/pseudo_terminal.h"
 #include "support/test_hives.h"
 
 namespace mi {
 namespace {
 
 constexpr const char* kMeter = "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
-
-// A pseudo-terminal whose follower side stands in for a serial port.
-class PseudoTerminal {
- public:
-  PseudoTerminal() {
-    leader_ = posix_openpt(O_RDWR | O_NOCTTY);
-    if (leader_ >= 0 && grantpt(leader_) == 0 && unlockpt(leader_) == 0) {
-      path_ = ptsname(leader_);
-    }
-  }
-  ~PseudoTerminal() {
-    if (leader_ >= 0) close(leader_);
-  }
-  const std::string& path() const { return path_; }
-
- private:
-  int leader_ = -1;
-  std::string path_;
-};
 
 class PortProbeTest : public ::testing::Test {
  protected:
@@ -72,15 +53,15 @@ TEST_F(PortProbeTest, TheExplicitMapWins) {
 }
 
 TEST_F(PortProbeTest, AFreePseudoTerminalIsAvailable) {
-  PseudoTerminal pty;
-  ASSERT_FALSE(pty.path().empty());
+  test::PseudoTerminal pty;
+  ASSERT_TRUE(pty.ok());
   MapPort(pty.path(), "COM3");
   EXPECT_TRUE(PortAvailable(hives.store, kMeter, 3, 0, system));
   EXPECT_FALSE(PortAvailable(hives.store, kMeter, 4, 0, system));  // no such port
 }
 
 TEST_F(PortProbeTest, APortHeldByAnotherProgramIsNotOffered) {
-  PseudoTerminal pty;
+  test::PseudoTerminal pty;
   MapPort(pty.path(), "COM3");
   const int holder = open(pty.path().c_str(), O_RDWR | O_NOCTTY);
   ASSERT_GE(holder, 0);
@@ -91,7 +72,7 @@ TEST_F(PortProbeTest, APortHeldByAnotherProgramIsNotOffered) {
 }
 
 TEST_F(PortProbeTest, LockFilesOfLiveProcessesCountDeadOnesDoNot) {
-  PseudoTerminal pty;
+  test::PseudoTerminal pty;
   MapPort(pty.path(), "COM3");
   const std::string lock_name = "LCK.." + std::filesystem::path(pty.path()).filename().string();
   test::WriteFile(hives.dir / "lock" / lock_name, "     " + std::to_string(getpid()) + "\n");

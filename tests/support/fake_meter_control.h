@@ -10,6 +10,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -20,72 +21,40 @@ namespace mi::test {
 
 class FakeMeterControl : public MeterControl {
  public:
-  struct Driver {
-    std::string key;
-    std::string name;
-  };
-
   // The control's contents.
-  std::vector<Driver> drivers;
-  std::array<std::string, 12> info{};                      // items 1..12
-  std::map<int16_t, std::vector<RawMeterRecord>> records;  // by record kind
-  std::vector<RawPumpRecord> pump;
-  std::string connect_reply = "CONNECTED";  // the connect text given back
+  std::vector<std::pair<std::string, std::string>> drivers;  // key and name
+  std::array<std::string, 12> info{};                        // items 1..12
+  std::map<int16_t, std::vector<RawMeterRecord>> records;    // by record kind
+  std::vector<RawPumpRecord> pump;                           // the second record set
 
   // Failure switches: a method listed here (by its number: 1, 2, 3, 6, 7, 35,
-  // 36, 40, 41) sets the error flag and does nothing else; `fail_all` fails
-  // every method. `fail_read_kinds` fails method 35 for those kinds only.
+  // 36, 40, 41) sets the error flag and does nothing else. `fail_read_kinds`
+  // fails method 35 for those kinds only.
   std::set<int> failing;
   std::set<int16_t> fail_read_kinds;
-  bool fail_all = false;
 
-  // What was asked of the control.
-  std::map<int, int> calls;  // by method number
-  struct ReadArgs {
-    int16_t kind = 0;
-    int16_t count = 0;
-    int32_t position = 0;
-    int32_t constant1 = 0;
-    int32_t progress_window = 0;
-    int32_t constant2 = 0;
-  } last_read;
+  // What was asked of the control: the calls by method number, the arguments
+  // of the last read (kind, count, position, constant 1, progress window,
+  // constant 2) and of the last connect.
+  std::map<int, int> calls;
+  std::array<int32_t, 6> last_read{};
   std::string last_connect_key;
   std::string last_connect_text;
   int16_t last_connect_port = 0;
-  int32_t last_second_set_window = 0;
   bool connected = false;
 
-  int Calls(int method) const {
-    auto it = calls.find(method);
-    return it == calls.end() ? 0 : it->second;
-  }
-
-  // Convenience for building a control.
-  void AddDriver(std::string key, std::string name) {
-    drivers.push_back({std::move(key), std::move(name)});
-  }
+  int Calls(int method) const { return calls.count(method) ? calls.at(method) : 0; }
+  void AddDriver(std::string key, std::string name) { drivers.emplace_back(key, name); }
   void SetModel(std::string code) { info[3] = std::move(code); }
 
   void DriverCount(int16_t& count, int32_t& error) override {
-    if (Begin(1, error)) return;
-    count = static_cast<int16_t>(drivers.size());
+    if (!Begin(1, error)) count = static_cast<int16_t>(drivers.size());
   }
   void DriverEntry(int32_t index, std::string& key, std::string& name, int32_t& error) override {
-    if (Begin(2, error)) return;
-    if (index < 1 || index > static_cast<int32_t>(drivers.size())) {
-      error = 1;
-      return;
-    }
-    key = drivers[static_cast<size_t>(index - 1)].key;
-    name = drivers[static_cast<size_t>(index - 1)].name;
+    if (const auto* driver = Element(2, drivers, index, error)) std::tie(key, name) = *driver;
   }
   void InfoItem(int32_t item, std::string& value, int32_t& error) override {
-    if (Begin(3, error)) return;
-    if (item < 1 || item > 12) {
-      error = 1;
-      return;
-    }
-    value = info[static_cast<size_t>(item - 1)];
+    if (const auto* text = Element(3, info, item, error)) value = *text;
   }
   void Connect(std::string& driver_key, int16_t port, std::string& connect_text,
                int32_t& error) override {
@@ -93,12 +62,11 @@ class FakeMeterControl : public MeterControl {
     last_connect_key = driver_key;
     last_connect_text = connect_text;
     last_connect_port = port;
-    connect_text = connect_reply;
+    connect_text = "CONNECTED";
     connected = true;
   }
   void Disconnect(int32_t& error) override {
-    if (Begin(7, error)) return;
-    connected = false;
+    if (!Begin(7, error)) connected = false;
   }
   void ReadData(int16_t kind, int16_t& count, int32_t& position, int32_t constant1,
                 int32_t progress_window, int32_t constant2, int32_t& error) override {
@@ -109,38 +77,36 @@ class FakeMeterControl : public MeterControl {
       return;
     }
     read_kind_ = kind;
-    auto it = records.find(kind);
-    count = it == records.end() ? 0 : static_cast<int16_t>(it->second.size());
+    count = static_cast<int16_t>(records[kind].size());
   }
   void GetDataRecord(int32_t index, RawMeterRecord& record, int32_t& error) override {
-    if (Begin(36, error)) return;
-    auto it = records.find(read_kind_);
-    if (it == records.end() || index < 1 || index > static_cast<int32_t>(it->second.size())) {
-      error = 1;
-      return;
-    }
-    record = it->second[static_cast<size_t>(index - 1)];
+    if (const auto* raw = Element(36, records[read_kind_], index, error)) record = *raw;
   }
-  void ReadSecondSet(int16_t& count, int32_t progress_window, int32_t& error) override {
-    last_second_set_window = progress_window;
-    if (Begin(40, error)) return;
-    count = static_cast<int16_t>(pump.size());
+  void ReadSecondSet(int16_t& count, int32_t, int32_t& error) override {
+    if (!Begin(40, error)) count = static_cast<int16_t>(pump.size());
   }
   void GetSecondSetRecord(int32_t index, RawPumpRecord& record, int32_t& error) override {
-    if (Begin(41, error)) return;
-    if (index < 1 || index > static_cast<int32_t>(pump.size())) {
-      error = 1;
-      return;
-    }
-    record = pump[static_cast<size_t>(index - 1)];
+    if (const auto* raw = Element(41, pump, index, error)) record = *raw;
   }
 
  private:
   // Counts the call and sets the flag; true when the call is to fail.
   bool Begin(int method, int32_t& error) {
     ++calls[method];
-    error = (fail_all || failing.count(method)) ? 1 : 0;
+    error = failing.count(method) ? 1 : 0;
     return error != 0;
+  }
+  // Element `index` (from 1) of `list` for a call of `method`; null, with the
+  // flag set, when the call fails or there is no such element.
+  template <typename List>
+  const typename List::value_type* Element(int method, const List& list, int32_t index,
+                                           int32_t& error) {
+    if (Begin(method, error)) return nullptr;
+    if (index >= 1 && index <= static_cast<int32_t>(list.size())) {
+      return &list[static_cast<size_t>(index - 1)];
+    }
+    error = 1;
+    return nullptr;
   }
 
   int16_t read_kind_ = 0;
@@ -172,7 +138,6 @@ class RawEntry {
   RawEntry& Unit(int16_t code) { return Put<int32_t>(raw_offset::kUnit, int32_t{code} * 65536); }
 
   operator RawMeterRecord() const { return raw_; }
-  const RawMeterRecord& raw() const { return raw_; }
 
  private:
   template <typename T>

@@ -1,16 +1,54 @@
-#include "common/text_helpers.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "common/text_encoding.h"
+#include "common/text_helpers.h"
 
 namespace mi {
 namespace {
 
+using namespace std::string_literals;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
+
+TEST(TextEncoding, Windows1252ToUtf8AndBack) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"plain", "plain"},
+      {"\x80\x9f", "€Ÿ"},
+      {"\xdc\xe4\xdf\xff\xa0", "Üäßÿ\u00a0"},
+      {"\x81\x8d\x8f\x90\x9d", "\u0081\u008d\u008f\u0090\u009d"},  // unassigned bytes
+  };
+  for (const auto& [bytes, text] : cases) {
+    EXPECT_EQ(Windows1252ToUtf8(bytes), text);
+    EXPECT_EQ(Utf8ToWindows1252(text), bytes);
+  }
+}
+
+TEST(TextEncoding, WhatWindows1252CannotHoldBecomesAQuestionMark) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"\u0080", "?"},               // a control with no byte of its own
+      {"😀", "?"},                    // four bytes, one character
+      {"\xc3(", "?("},               // cut short before ASCII: the ASCII survives
+      {"\xc0\xaf", "??"},            // overlong
+      {"\xed\xa0\x80", "???"},       // a surrogate
+      {"\xf5\x80\x80\x80", "????"},  // beyond U+10FFFF
+  };
+  for (const auto& [text, bytes] : cases) EXPECT_EQ(Utf8ToWindows1252(text), bytes) << text;
+}
+
+// settings_tool_test.cpp round-trips .reg files through UTF-16.
+TEST(TextEncoding, AnyBytesSurviveUtf16) {
+  EXPECT_EQ(Utf8ToUtf16Le("A\xC3\xA9\xF0\x9F\x98\x80"), "A\0\xE9\0\x3D\xD8\x00\xDE"s);
+  EXPECT_EQ(Utf8ToUtf16Le("\xE9"), "\xE9\xDC"s);  // an invalid byte as U+DCE9
+  for (const std::string& bytes : {"\x80\xFF latin"s, "\xED\xA0\x80 surrogate"s, "n\0ul\0"s}) {
+    EXPECT_EQ(Utf16LeToUtf8(Utf8ToUtf16Le(bytes)), bytes) << bytes;
+  }
+  EXPECT_EQ(FindInvalidUtf8("\xC3\xA9\xF4\x90\x80\x80"), 2u);  // above U+10FFFF
+}
 
 TEST(SplitText, CutsAtTheSeparatorAndReturnsTheLastIndex) {
   struct Case {
