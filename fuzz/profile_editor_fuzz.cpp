@@ -109,7 +109,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::vector<std::string_view> fields = Split(line.substr(1), '|');
     const std::string_view section = fields[0];
     const std::string_view key = fields.size() > 1 ? fields[1] : std::string_view();
-    const std::string_view value = fields.size() > 2 ? fields[2] : std::string_view();
+    // "\\n" in a value stands for a line break (the edits themselves are
+    // split at line breaks).
+    std::string value_text(fields.size() > 2 ? fields[2] : std::string_view());
+    for (size_t at = value_text.find("\\n"); at != std::string::npos; at = value_text.find("\\n")) {
+      value_text.replace(at, 2, "\n");
+    }
+    const std::string_view value = value_text;
     switch (operation) {
       case 'w':
       case 'W': {
@@ -118,11 +124,28 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const int16_t result =
             editor.WriteProfileEntry(section, key, value, path, operation == 'w' ? -1 : 0);
         // Only the line editor refuses; the platform's storage takes anything.
+        std::string one_line_section(section);
+        for (char& c : one_line_section) {
+          if (c == '\r' || c == '\n' || c == '\0') c = ' ';
+        }
         const bool refused = editor.UseProfileApi == 0 &&
-                             !mi::ProfileEditor::IsValidProfileName(section) &&
+                             !mi::ProfileEditor::IsValidProfileName(one_line_section) &&
                              mi::ProfileEditor::IsValidProfileName(key);
         CHECK(result == (refused ? -1 : 0));
         if (refused && same_file) CHECK(editor.Lines() == before);
+        // A written value never brings a line break, a NUL or a line of its
+        // own: no more lines hold one than before.
+        if (operation == 'w' && !refused && same_file && editor.UseProfileApi == 0) {
+          const auto broken = [](const std::vector<std::string>& lines) {
+            size_t count = 0;
+            for (const std::string& l : lines) {
+              count += l.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
+            }
+            return count;
+          };
+          CHECK(broken(editor.Lines()) <= broken(before));
+          CHECK(editor.Lines().size() <= before.size() + 4);
+        }
         break;
       }
       case 'c':

@@ -389,9 +389,32 @@ void ProfileEditor::ClearProfileSection(std::string_view section, std::string_vi
   SaveProfileFile(path);
 }
 
-int16_t ProfileEditor::WriteProfileEntry(std::string_view section, std::string_view key,
-                                         std::string_view value, std::string_view path,
+namespace {
+
+// Sections, keys and values are text on one line: a CR, LF or NUL becomes a
+// blank, so that no text of a meter or of the settings (a serial number, an
+// insulin's name) can start a line, a section or a key of its own. Texts
+// without one, nearly all of them, pass unchanged.
+std::string_view OneLine(std::string_view text, std::string& cleaned) {
+  if (text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos) return text;
+  cleaned.assign(text);
+  for (char& c : cleaned) {
+    if (c == '\r' || c == '\n' || c == '\0') c = ' ';
+  }
+  return cleaned;
+}
+
+}  // namespace
+
+int16_t ProfileEditor::WriteProfileEntry(std::string_view raw_section, std::string_view raw_key,
+                                         std::string_view raw_value, std::string_view path,
                                          int16_t keep_in_memory) {
+  std::string cleaned_section;
+  std::string cleaned_key;
+  std::string cleaned_value;
+  const std::string_view section = OneLine(raw_section, cleaned_section);
+  const std::string_view key = OneLine(raw_key, cleaned_key);
+  const std::string_view value = OneLine(raw_value, cleaned_value);
   if (UseProfileApi != 0) {
     std::string why;
     if (!WritePrivateProfileEntry(section, key, value, path, *files_, &why)) {

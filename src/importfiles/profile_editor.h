@@ -84,6 +84,8 @@ class ProfileEditor {
   // line. With `keep_in_memory` 0 the file is saved at once, otherwise the
   // change waits in the buffer for the next save. Returns -1 when the write
   // was refused (an invalid section name together with a valid key), else 0.
+  // A CR, LF or NUL in the section, the key or the value is written as a
+  // blank: each is text on one line.
   int16_t WriteProfileEntry(std::string_view section, std::string_view key, std::string_view value,
                             std::string_view path, int16_t keep_in_memory);
 

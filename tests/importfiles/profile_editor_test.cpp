@@ -172,7 +172,13 @@ struct PlainEditor {
     if (passed) lines.emplace_back();
     return false;
   }
-  int16_t Write(const std::string& section, const std::string& key, const std::string& value) {
+  int16_t Write(std::string section, std::string key, std::string value) {
+    // Sections, keys and values stay on one line: a CR, LF or NUL is a blank.
+    for (std::string* text : {&section, &key, &value}) {
+      for (char& c : *text) {
+        if (c == '\r' || c == '\n' || c == '\0') c = ' ';
+      }
+    }
     const auto valid = ProfileEditor::IsValidProfileName;
     if (!valid(section) && valid(key)) return -1;
     size_t at = 0;
