@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "common/files.h"
 
@@ -256,6 +258,43 @@ bool DiskFileStore::Replace(const std::filesystem::path& file, std::string_view 
   return true;
 }
 
+namespace {
+
+// An flock on a folder, released with the descriptor.
+class FolderFlock final : public FileStore::Lock {
+ public:
+  explicit FolderFlock(int fd) : fd_(fd) {}
+  ~FolderFlock() override { ::close(fd_); }
+  FolderFlock(const FolderFlock&) = delete;
+  FolderFlock& operator=(const FolderFlock&) = delete;
+
+ private:
+  int fd_;
+};
+
+}  // namespace
+
+std::unique_ptr<FileStore::Lock> DiskFileStore::LockFolder(const std::filesystem::path& folder,
+                                                           std::string* why) {
+  const std::filesystem::path place = folder.empty() ? std::filesystem::path(".") : folder;
+  const int fd = ::open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  // A folder that cannot be opened has no other writers to fear; whatever
+  // is done in it fails by itself and says why.
+  if (fd < 0) return std::make_unique<Lock>();
+  const auto deadline = std::chrono::steady_clock::now() + lock_wait_;
+  while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= deadline) {
+      const bool busy = errno == EWOULDBLOCK;
+      ::close(fd);
+      Failed(why, busy ? "another import is writing into the folder"
+                       : SystemError("cannot lock the folder"));
+      return nullptr;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return std::make_unique<FolderFlock>(fd);
+}
+
 FileStore& Disk() {
   static DiskFileStore disk;
   return disk;
@@ -263,8 +302,31 @@ FileStore& Disk() {
 
 // ---- One writer call's changes ---------------------------------------------
 
+bool FileTransaction::Locked(const std::filesystem::path& file, std::string* why) {
+  const std::filesystem::path folder = file.parent_path();
+  if (locks_.count(folder) != 0) return true;
+  if (const auto refused = unlocked_.find(folder); refused != unlocked_.end()) {
+    return Failed(why, refused->second);
+  }
+  std::string reason;
+  if (std::unique_ptr<Lock> lock = base_.LockFolder(folder, &reason)) {
+    locks_.emplace(folder, std::move(lock));
+    return true;
+  }
+  unlocked_.emplace(folder, reason);
+  return Failed(why, reason);
+}
+
 std::optional<std::string> FileTransaction::Read(const std::filesystem::path& file, bool* missing,
                                                  std::string* why) {
+  std::string locked_out;
+  if (!Locked(file, &locked_out)) {
+    // Whatever is there cannot be read safely, and so is not to be replaced.
+    unreadable_[file] = locked_out;
+    if (missing != nullptr) *missing = false;
+    if (why != nullptr) *why = locked_out;
+    return std::nullopt;
+  }
   for (const auto& [path, bytes] : changed_) {
     if (path == file) {
       if (missing != nullptr) *missing = false;
@@ -282,6 +344,7 @@ std::optional<std::string> FileTransaction::Read(const std::filesystem::path& fi
 
 bool FileTransaction::Replace(const std::filesystem::path& file, std::string_view bytes,
                               std::string* why) {
+  if (!Locked(file, why)) return false;
   if (const auto found = unreadable_.find(file); found != unreadable_.end()) {
     return Failed(why, "the file exists but cannot be read: " + found->second);
   }

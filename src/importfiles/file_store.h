@@ -5,8 +5,10 @@
 // writer call works in a transaction over the store, so that the host only
 // ever sees whole sections and a kill or a power cut never costs it a file.
 
+#include <chrono>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -51,6 +53,19 @@ class FileStore {
     const std::optional<std::string> held = Read(file);
     return held && *held == bytes;
   }
+
+  // Keeps other writers out of `folder` while the result lives (nullptr,
+  // with `why`, when that could not be had in time). Stores that have no
+  // other writers give a lock that holds nothing.
+  class Lock {
+   public:
+    virtual ~Lock() = default;
+  };
+  virtual std::unique_ptr<Lock> LockFolder(const std::filesystem::path& folder, std::string* why) {
+    (void)folder;
+    (void)why;
+    return std::make_unique<Lock>();
+  }
 };
 
 // The disk. A file is replaced atomically and durably: the new content is
@@ -63,12 +78,22 @@ class FileStore {
 // directory (when that is on the same file system; otherwise a hidden name
 // in the file's folder for the instant between two system calls, removed by
 // the next save into that folder).
+//
+// Writers of one import folder (two imports at once, from two diaries or a
+// diary that starts the module twice) take turns: each writer call holds an
+// advisory lock on the folder, waiting for it at most `lock_wait`.
 class DiskFileStore final : public FileStore {
  public:
+  explicit DiskFileStore(std::chrono::milliseconds lock_wait = std::chrono::seconds(10))
+      : lock_wait_(lock_wait) {}
   std::optional<std::string> Read(const std::filesystem::path& file, bool* missing = nullptr,
                                   std::string* why = nullptr) override;
   bool Replace(const std::filesystem::path& file, std::string_view bytes,
                std::string* why = nullptr) override;
+  std::unique_ptr<Lock> LockFolder(const std::filesystem::path& folder, std::string* why) override;
+
+ private:
+  std::chrono::milliseconds lock_wait_;
 };
 
 // The process's disk store.
@@ -78,7 +103,10 @@ FileStore& Disk();
 // transaction so far and go to the underlying store otherwise; nothing
 // reaches the underlying store before Commit, which replaces each changed
 // file once. A file that exists but could not be read cannot be saved in
-// the transaction either.
+// the transaction either. The folder of every file it touches is locked from
+// the first touch until the transaction ends, so that no other writer comes
+// between its reading and its commit; a folder whose lock cannot be had
+// reads as unreadable, and nothing in it is saved.
 class FileTransaction final : public FileStore {
  public:
   explicit FileTransaction(FileStore& base) : base_(base) {}
@@ -103,6 +131,10 @@ class FileTransaction final : public FileStore {
   std::vector<std::pair<std::filesystem::path, std::string>> changed_;
   // Files that exist but could not be read, and why.
   std::map<std::filesystem::path, std::string> unreadable_;
+  // The folders touched: their locks, or why none could be had.
+  std::map<std::filesystem::path, std::unique_ptr<Lock>> locks_;
+  std::map<std::filesystem::path, std::string> unlocked_;
+  bool Locked(const std::filesystem::path& file, std::string* why);
 };
 
 }  // namespace mi

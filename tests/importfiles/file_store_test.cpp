@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <random>
@@ -133,9 +136,8 @@ TEST(FileTransactionTest, SavesReachTheStoreOnceAtTheEnd) {
   EXPECT_EQ(memory.replaced["a"], 1);
 }
 
-// Killed at any moment while it writes import files, the module leaves
-// nothing in the import folder but import files with whole sections.
-TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
+// Records enough for writers to take a while: 400 readings and doses.
+DecodedRecords SomeRecords() {
   DecodedRecords records;
   for (int i = 0; i < 400; ++i) {
     GlucoseRecord glucose;
@@ -147,10 +149,40 @@ TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
     insulin.i1 = 1 + i % 7;
     records.insulin.push_back(insulin);
   }
+  return records;
+}
+
+// The sections of an import file, each checked whole: its header lines
+// there and "Entries" counting its data lines.
+std::vector<std::string> WholeSections(const std::string& name, const std::string& text) {
+  static const std::regex section(R"(\[(\w+)\]\r\n([^\[]*))");
+  static const std::regex data_line(R"((^|\n)[1-9]\d*=)");
+  static const std::regex entries_line(R"(\nEntries=(\d+)\r)");
+  std::vector<std::string> names;
+  EXPECT_TRUE(text.ends_with("\r\n\r\n")) << name;
+  for (std::sregex_iterator it(text.begin(), text.end(), section), end; it != end; ++it) {
+    const std::string body = (*it)[2];
+    std::smatch entries;
+    const bool whole = std::regex_search(body, entries, entries_line) &&
+                       body.find("\nDriver Version=") != std::string::npos &&
+                       body.find("NUMSKIPS=") != std::string::npos;
+    EXPECT_TRUE(whole) << name << " [" << (*it)[1] << "] is torn";
+    if (whole) {
+      EXPECT_EQ(std::stol(entries[1]),
+                std::distance(std::sregex_iterator(body.begin(), body.end(), data_line),
+                              std::sregex_iterator()))
+          << name << " [" << (*it)[1] << "]";
+    }
+    names.push_back((*it)[1]);
+  }
+  return names;
+}
+
+// Killed at any moment while it writes import files, the module leaves
+// nothing in the import folder but import files with whole sections.
+TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
+  const DecodedRecords records = SomeRecords();
   const std::regex import_name(R"((IMP|BG|INSULIN)_\d{14}\.\d{5})");
-  const std::regex section(R"(\[(\w+)\]\r\n([^\[]*))");
-  const std::regex data_line(R"((^|\n)[1-9]\d*=)");
-  const std::regex entries_line(R"(\nEntries=(\d+)\r)");
   std::mt19937 random(17);
   // Kills fall anywhere within about two packages, however fast this build
   // writes one (sanitizers make it several times slower).
@@ -182,24 +214,74 @@ TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
     for (const std::string& name : Names(folder)) {
       ASSERT_TRUE(std::regex_match(name, import_name)) << "left in the folder: " << name;
       ++files_seen;
-      const std::string text = test::ReadFile(folder / name);
-      EXPECT_TRUE(text.ends_with("\r\n\r\n")) << name;
-      // Each section holds its header lines, "Entries" counting its data lines.
-      for (std::sregex_iterator it(text.begin(), text.end(), section), end; it != end; ++it) {
-        const std::string body = (*it)[2];
-        std::smatch entries;
-        ASSERT_TRUE(std::regex_search(body, entries, entries_line) &&
-                    body.find("\nDriver Version=") != std::string::npos &&
-                    body.find("NUMSKIPS=") != std::string::npos)
-            << name << " [" << (*it)[1] << "] is torn";
-        EXPECT_EQ(std::stol(entries[1]),
-                  std::distance(std::sregex_iterator(body.begin(), body.end(), data_line),
-                                std::sregex_iterator()))
-            << name << " [" << (*it)[1] << "]";
-      }
+      WholeSections(name, test::ReadFile(folder / name));
     }
   }
   EXPECT_GT(files_seen, 0);
+}
+
+// Two imports writing the same file at the same time (two diaries, or one
+// that starts the module twice) take turns writer by writer: the file ends
+// with every section whole, none lost.
+TEST_F(DiskFileStoreTest, TwoImportsIntoOneFileTakeTurns) {
+  DecodedRecords records = SomeRecords();
+  records.intakes.resize(2);
+  records.intakes[0].date = test::Date(2004, 1, 1);
+  records.exercise.resize(2);
+  records.exercise[0].date = test::Date(2004, 1, 1);
+  records.lab.resize(2);
+  records.lab[0].date = test::Date(2004, 1, 2);
+  for (int attempt = 0; attempt < 30; ++attempt) {
+    const std::string name = "IMP_03022004140509." + std::to_string(10000 + attempt);
+    int start[2];
+    ASSERT_EQ(::pipe(start), 0);
+    pid_t children[2];
+    for (pid_t& child : children) {
+      child = ::fork();
+      if (child == 0) {
+        char go;
+        ::close(start[1]);
+        if (::read(start[0], &go, 1) != 0) ::_exit(3);  // both begin when the pipe closes
+        FixedWallClock clock(test::MomentOfWriting());
+        ImportProgress progress;
+        const ImportPackageResult result =
+            WriteImportPackage(folder.string() + "/", 10000 + attempt, true, test::Header(),
+                               records, clock, progress, '.');
+        for (const WriterResult& writer : result.writers) {
+          if (!writer.save_failures.empty()) ::_exit(1);
+        }
+        ::_exit(0);
+      }
+    }
+    ::close(start[0]);
+    ::close(start[1]);
+    for (const pid_t child : children) {
+      int status = 0;
+      ::waitpid(child, &status, 0);
+      ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << attempt;
+    }
+    // Written twice, each section moves to the end, but EXERCISE (whose
+    // writer clears "EXCERCISE"): the order changes, the set must not.
+    std::vector<std::string> sections = WholeSections(name, test::ReadFile(folder / name));
+    std::sort(sections.begin(), sections.end());
+    EXPECT_EQ(sections,
+              (std::vector<std::string>{"EXERCISE", "GLUCOSE", "INSULIN", "INTAKES", "LAB"}))
+        << attempt;
+  }
+}
+
+// A writer that cannot have the folder in time writes nothing and says why.
+TEST_F(DiskFileStoreTest, AFolderLockedTooLongIsAClearFailure) {
+  const int held = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY);
+  ASSERT_EQ(::flock(held, LOCK_EX), 0);
+  DiskFileStore impatient(std::chrono::milliseconds(50));
+  FileTransaction transaction(impatient);
+  std::string why;
+  EXPECT_EQ(transaction.Read(folder / "IMP_1.00001", nullptr, &why), std::nullopt);
+  EXPECT_EQ(why, "another import is writing into the folder");
+  EXPECT_FALSE(transaction.Replace(folder / "IMP_1.00001", "x", &why));
+  EXPECT_TRUE(Names(folder).empty());
+  ::close(held);
 }
 
 }  // namespace
