@@ -39,7 +39,7 @@ check "one simulated control, in lib/<multiarch>/meterimport" \
   test "${#controls[@]}" -eq 1 -a -f "$control"
 check "the help pages beside ../share/meterimport of the program" \
   test -f "$data/meterimport.html" -a -f "$data/meterimport.Deutsch.html"
-check "ten sample memories" test "$(ls "$data"/meters/*.json | wc -l)" -eq 10
+check "the sample memories, one per meter" test "$(ls "$data"/meters/*.json | wc -l)" -ge 10
 check "the copyright file" grep -q '^License: GPL-3.0-or-later' "$prefix/share/doc/meterimport/copyright"
 check "the README" test -f "$prefix/share/doc/meterimport/README.md"
 check "the control's header" grep -q meterctl_get_interface "$prefix/include/meterimport/meterctl.h"
