@@ -5,6 +5,9 @@
 #   scripts/install-deps.sh --fuzz     also clang and libFuzzer
 #   scripts/install-deps.sh --screenshots   also ImageMagick (scripts/screenshots.sh)
 #   scripts/install-deps.sh --bench    also the sqlite3 shell (the hive benchmarks)
+#   scripts/install-deps.sh --package       also what makes and checks the .deb
+#                                           (scripts/package.sh)
+#   scripts/install-deps.sh --install-test  also debootstrap (tests/package/install_test.sh)
 set -euo pipefail
 
 packages=(
@@ -23,6 +26,8 @@ case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-14-dev libfuzzer-14-dev) ;;
   --screenshots) packages+=(imagemagick) ;;
   --bench) packages+=(sqlite3) ;;
+  --package) packages+=(dpkg-dev file lintian) ;;
+  --install-test) packages+=(dpkg-dev file lintian debootstrap) ;;
 esac
 
 missing=()
