@@ -166,8 +166,8 @@ std::optional<HiveProblem> RefusedFile(const std::filesystem::path& file, bool& 
                                                        what + ", not a regular file"};
 }
 
-// Creates the folder of a new hive, readable by its owner only.
-bool MakeFolder(const std::filesystem::path& file, std::string& error) {
+// Creates the folder of a new hive, open to the hive's readers.
+bool MakeFolder(const std::filesystem::path& file, Hive::Readers readers, std::string& error) {
   const auto folder = file.parent_path();
   std::error_code ec;
   if (folder.empty() || std::filesystem::exists(folder, ec)) return true;
@@ -176,22 +176,23 @@ bool MakeFolder(const std::filesystem::path& file, std::string& error) {
     error = "cannot create the folder " + folder.string() + ": " + ec.message();
     return false;
   }
-  ::chmod(folder.c_str(), 0700);
+  ::chmod(folder.c_str(), readers == Hive::Readers::kOwner ? 0700 : 0755);
   return true;
 }
 
 // Sets the process's file mode mask for the life of the object, so that a
-// file that SQLite creates is readable by its owner only.
-class OwnerOnlyFiles {
+// file that SQLite creates is readable by the hive's readers only (and
+// written by its owner only).
+class HiveFileMask {
  public:
-  explicit OwnerOnlyFiles(bool active) : active_(active) {
-    if (active_) old_ = ::umask(077);
+  HiveFileMask(bool active, Hive::Readers readers) : active_(active) {
+    if (active_) old_ = ::umask(readers == Hive::Readers::kOwner ? 077 : 022);
   }
-  ~OwnerOnlyFiles() {
+  ~HiveFileMask() {
     if (active_) ::umask(old_);
   }
-  OwnerOnlyFiles(const OwnerOnlyFiles&) = delete;
-  OwnerOnlyFiles& operator=(const OwnerOnlyFiles&) = delete;
+  HiveFileMask(const HiveFileMask&) = delete;
+  HiveFileMask& operator=(const HiveFileMask&) = delete;
 
  private:
   bool active_;
@@ -279,10 +280,15 @@ std::vector<std::string> SplitKeyPath(std::string_view key_path) {
   return parts;
 }
 
-Hive::Hive(std::filesystem::path file, Mode mode) : file_(std::move(file)), mode_(mode) {}
+Hive::Hive(std::filesystem::path file, Mode mode, Readers readers)
+    : file_(std::move(file)), mode_(mode), readers_(readers) {}
 
-Hive::Hive(Hive& host, std::filesystem::path file)
-    : file_(std::move(file)), mode_(Mode::kReadWrite), host_(&host), schema_(kAttachedSchema) {}
+Hive::Hive(Hive& host, std::filesystem::path file, Readers readers)
+    : file_(std::move(file)),
+      mode_(Mode::kReadWrite),
+      readers_(readers),
+      host_(&host),
+      schema_(kAttachedSchema) {}
 
 Hive::~Hive() {
   if (host_) {
@@ -398,7 +404,7 @@ bool Hive::OpenOwn(bool for_writing) {
     return false;
   }
   if (!exists && !for_writing) return Fail(Describe() + " does not exist");
-  if (!exists && !MakeFolder(file_, last_error_)) return false;
+  if (!exists && !MakeFolder(file_, readers_, last_error_)) return false;
 
   // A writable hive that exists is opened for writing also to be read: SQLite
   // then undoes a change that a crash cut off. SQLite falls back to reading
@@ -412,7 +418,7 @@ bool Hive::OpenOwn(bool for_writing) {
   }
   int rc;
   {
-    const OwnerOnlyFiles owner_only(!exists);
+    const HiveFileMask mask(!exists, readers_);
     rc = sqlite3_open_v2(file_.c_str(), &own_.db, flags, nullptr);
   }
   if (rc != SQLITE_OK) {
@@ -442,14 +448,18 @@ bool Hive::Attach() {
     return false;
   }
   if (!exists) {
-    // An empty file is an empty database; made here, owner-only, because
-    // ATTACH creates files only on a connection that was opened to create.
-    if (!MakeFolder(file_, last_error_)) return false;
-    const int fd = ::open(file_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    // An empty file is an empty database; made here, for the hive's readers,
+    // because ATTACH creates files only on a connection opened to create.
+    if (!MakeFolder(file_, readers_, last_error_)) return false;
+    const int fd = ::open(file_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                          readers_ == Readers::kOwner ? 0600 : 0644);
     if (fd < 0 && errno != EEXIST) {
       return Fail("cannot create " + Describe() + ": " + std::strerror(errno));
     }
-    if (fd >= 0) ::close(fd);
+    if (fd >= 0) {
+      ::fchmod(fd, readers_ == Readers::kOwner ? 0600 : 0644);
+      ::close(fd);
+    }
   }
   Statement attach(c.db, std::string("ATTACH DATABASE ?1 AS ") + kAttachedSchema);
   attach.Bind(1, std::string_view(file_.native()));

@@ -74,18 +74,21 @@ struct HiveKeyNode {
 class Hive {
  public:
   enum class Mode { kReadOnly, kReadWrite };
+  // Who may read a hive that is created: its owner alone (the user's), or
+  // everyone (the machine's, which every user's module reads).
+  enum class Readers { kOwner, kEveryone };
 
   // Nothing is opened yet: a hive opens on first use, a writable hive creates
-  // its file (and folder, owner-only) on the first change. A writable hive
+  // its file (and folder) on the first change, readable as `readers` says. A writable hive
   // that exists is opened for writing also to read it, so that SQLite undoes
   // a change that a crash cut off.
-  Hive(std::filesystem::path file, Mode mode);
+  Hive(std::filesystem::path file, Mode mode, Readers readers = Readers::kOwner);
   // A writable hive that shares `host`'s connection, its file attached there:
   // a transaction begun on either covers both files, and SQLite commits them
   // together (through a super-journal): after a failure, or a crash at any
   // point, both files are as before or both are changed. One such hive per
   // host, destroyed before it.
-  Hive(Hive& host, std::filesystem::path file);
+  Hive(Hive& host, std::filesystem::path file, Readers readers = Readers::kOwner);
   ~Hive();
   Hive(const Hive&) = delete;
   Hive& operator=(const Hive&) = delete;
@@ -173,6 +176,7 @@ class Hive {
 
   std::filesystem::path file_;
   Mode mode_;
+  Readers readers_ = Readers::kOwner;
   Hive* host_ = nullptr;
   Connection own_;
   std::string schema_ = "main";

@@ -125,6 +125,31 @@ TEST_F(SettingsToolTest, GetAppliesTheReadersCleaning) {
   }
 }
 
+// The machine hive is read by every user's module; the user hive is its
+// owner's alone. Both as the tool creates them, by a value or by a file.
+TEST_F(SettingsToolTest, NewHivesAreReadableByThoseWhoReadThem) {
+  const auto mode = [](const std::filesystem::path& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 ? info.st_mode & 0777 : 0;
+  };
+  const mode_t mask = ::umask(077);  // a careful administrator's mask
+  ASSERT_EQ(Run({"set", "HKLM\\A", "x", "1"}), 0) << err();
+  ASSERT_EQ(Run({"set", "HKCU\\A", "x", "1"}), 0) << err();
+  ::umask(mask);
+  EXPECT_EQ(mode(hives_.machine), 0644u);
+  EXPECT_EQ(mode(hives_.machine.parent_path()), 0755u);
+  EXPECT_EQ(mode(hives_.user), 0600u);
+  EXPECT_EQ(mode(hives_.user.parent_path()), 0700u);
+
+  std::filesystem::remove_all(dir_ / "machine");
+  std::filesystem::remove_all(dir_ / "user");
+  const std::string both =
+      File("both.reg", "REGEDIT4\n[HKLM\\B]\n\"y\"=\"2\"\n[HKCU\\B]\n\"y\"=\"2\"\n");
+  ASSERT_EQ(Run({"import", both}), 0) << err();
+  EXPECT_EQ(mode(hives_.machine), 0644u);
+  EXPECT_EQ(mode(hives_.user), 0600u);
+}
+
 TEST_F(SettingsToolTest, SetStoresTheTypeAsked) {
   ASSERT_EQ(Run({"set", "HKCU\\A", "@", "%H%", "--type", "expand_sz"}), kToolOk) << err();
   EXPECT_EQ(DumpHive(Root::kUser)["A"][""], (Value{kRegExpandSz, "%H%\0"s}));

@@ -97,9 +97,7 @@ in_root bash -euc '
   for category in Insulin Intakes ExerciseData LabData; do
     meterimport-settings set "$meter" ${category}_Available -1
   done
-  meterimport-settings set "HKLM\SOFTWARE\Kestrelsoft\Demo" LanguageDLL English
-  chmod 0755 /etc/meterimport
-  chmod 0644 /etc/meterimport/machine.hive'
+  meterimport-settings set "HKLM\SOFTWARE\Kestrelsoft\Demo" LanguageDLL English'
 system_status=0
 as_user bash -euc '
   mkdir -p ~/meter-import

@@ -40,6 +40,12 @@ std::filesystem::path HiveFile(const HivePaths& hives, Root root) {
   return root == Root::kMachine ? hives.machine : hives.user;
 }
 
+// A hive the tool creates: the machine hive for every user's module to read,
+// the user hive for its owner alone.
+Hive::Readers ReadersOf(Root root) {
+  return root == Root::kMachine ? Hive::Readers::kEveryone : Hive::Readers::kOwner;
+}
+
 // The KEY argument, or an error message for an unknown root.
 std::optional<RootedKey> KeyArgument(const std::string& text, std::ostream& err) {
   auto key = ParseRootedKey(text);
@@ -225,8 +231,9 @@ bool ApplyChanges(const std::vector<RegChange>& changes, const HivePaths& paths,
   Hive user(paths.user, Hive::Mode::kReadWrite);
   // Declared after `user`, so that it goes first.
   const std::unique_ptr<Hive> machine =
-      user_used ? std::make_unique<Hive>(user, paths.machine)
-                : std::make_unique<Hive>(paths.machine, Hive::Mode::kReadWrite);
+      user_used
+          ? std::make_unique<Hive>(user, paths.machine, Hive::Readers::kEveryone)
+          : std::make_unique<Hive>(paths.machine, Hive::Mode::kReadWrite, Hive::Readers::kEveryone);
   Hive& first = machine_used ? *machine : user;
   const auto failed = [&](const std::string& message) {
     error = message;
@@ -311,7 +318,7 @@ int SettingsGet(const ToolArgs& args, const HivePaths& hives, std::ostream& out,
   if (!key) return kToolUsage;
   // Opened for writing where it may be, like every command: SQLite then
   // undoes a change that a crash cut off before the value is read.
-  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite, ReadersOf(key->root));
   std::string value;
   ReadCleanSetting(hive, key->path, ValueName(args[1]), value);
   if (hive.problem()) return HiveError(err, kToolHiveRead, *key, hive);
@@ -339,7 +346,7 @@ int SettingsSet(const ToolArgs& args, const HivePaths& hives, std::ostream&, std
   const std::string name = ValueName(positional[1]);
   const std::string& text = positional[2];
 
-  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite, ReadersOf(key->root));
   const auto cannot_write = [&] { return HiveError(err, kToolHiveWrite, *key, hive); };
   if (!hive.Check()) return cannot_write();
   if (EqualsNoCase(type, "dword")) {
@@ -370,7 +377,7 @@ int SettingsDelete(const ToolArgs& args, const HivePaths& hives, std::ostream&, 
   if (args.size() != 1 && args.size() != 2) return Usage(err);
   auto key = KeyArgument(args[0], err);
   if (!key) return kToolUsage;
-  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite, ReadersOf(key->root));
   if (!hive.KeyExists(key->path)) {
     if (hive.problem()) return HiveError(err, kToolHiveWrite, *key, hive);
     return Error(err, kToolNoSuchKey, "no such key: " + KeyText(*key));
@@ -399,7 +406,7 @@ int SettingsList(const ToolArgs& args, const HivePaths& hives, std::ostream& out
   if (args.size() != 1) return Usage(err);
   auto key = KeyArgument(args[0], err);
   if (!key) return kToolUsage;
-  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite, ReadersOf(key->root));
   auto subkeys = hive.SubKeys(key->path);
   auto values = hive.Values(key->path);
   if (hive.problem()) return HiveError(err, kToolHiveRead, *key, hive);
@@ -435,7 +442,7 @@ int SettingsExport(const ToolArgs& args, const HivePaths& hives, std::ostream&, 
   auto key = KeyArgument(args[0], err);
   if (!key) return kToolUsage;
   const std::string& file = args[1];
-  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite);
+  Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite, ReadersOf(key->root));
   const auto keys = hive.Subtree(key->path);
   if (hive.problem()) return HiveError(err, kToolHiveRead, *key, hive);
   if (!keys) return Error(err, kToolNoSuchKey, "no such key: " + KeyText(*key));
