@@ -97,7 +97,8 @@ for language in English Deutsch; do
       shot "setup-$id-tab$tab"
       key ctrl+Tab
     done
-    key Escape 0.5
+    key Escape 0.5  # closes the dialog
+    key Escape 0.5  # ends the module
     wait "$module" || true
   done
 done
