@@ -28,9 +28,10 @@ under_x() {
     || fail "no host window"
   "$build/bin/meterimport" Demo 7 1 13 "$host" &
   local module=$!
-  wait_for 'wizard=$(xdotool search --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 100 \
+  wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 200 \
     || fail "no wizard window"
-  xwininfo -tree -id "$host" | grep -qi "meterimport" || fail "the wizard is not inside the host's window"
+  wait_for 'xwininfo -tree -id "$host" | grep -qi "meterimport"' 100 \
+    || fail "the wizard is not inside the host's window"
   xdotool windowfocus --sync "$wizard"
   for _ in 1 2 3; do
     xdotool key --window "$wizard" Return
@@ -48,7 +49,7 @@ under_x() {
   # wizard a top-level window; "-style" is the host's product key.
   "$build/bin/meterimport" -style 8 2 13 123456 &
   module=$!
-  wait_for 'wizard=$(xdotool search --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 100 \
+  wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 200 \
     || fail "no wizard window for an unknown host window"
   xwininfo -id "$wizard" | grep -q "Map State: IsViewable" || fail "the wizard is not shown"
   xdotool windowfocus --sync "$wizard"
