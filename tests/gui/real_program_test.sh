@@ -93,9 +93,11 @@ mkdir -m 700 "$XDG_RUNTIME_DIR"
 
 xvfb-run -a -s "-screen 0 1024x768x24" "$0" --under-x "$build" "$demo"
 
-# What the host heard: one status, the meter's.
-grep -qx "STATUS|Import from Accu-Chek Sensor Complete" "$work/status.txt" \
-  || { cat "$work/status.txt"; fail "the host did not hear the status"; }
+# What the host heard in the whole run: exactly one status, the meter's (the
+# second run, under a product key without a language module, has an empty
+# title, which is no change of the status).
+[[ $(cat "$work/status.txt") == "STATUS|Import from Accu-Chek Sensor Complete" ]] \
+  || { cat "$work/status.txt"; fail "the host did not hear exactly the status of the import"; }
 # The files: five, whole, in Windows-1252 with CR LF.
 for prefix in BG_ INSULIN_ INTAKES_ EXERCISES_ LABORATORY_; do
   file=$(ls "$demo/import/$prefix"*.00007)
