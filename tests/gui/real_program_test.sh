@@ -33,9 +33,12 @@ under_x() {
   wait_for 'xwininfo -tree -id "$host" | grep -qi "meterimport"' 100 \
     || fail "the wizard is not inside the host's window"
   xdotool windowfocus --sync "$wizard"
+  # Keys go to the focused window: wait until it is the wizard's.
+  wait_for '[[ $(xdotool getwindowfocus 2>/dev/null) == "$wizard" ]]' 100 \
+    || fail "the wizard did not get the focus"
   for _ in 1 2 3; do
     xdotool key --window "$wizard" Return
-    sleep 0.5
+    sleep 1
   done
   wait_for '[[ $(ls "$demo/import" | wc -l) -eq 5 ]]' 200 || fail "the import files did not come"
   sleep 0.5
