@@ -34,7 +34,7 @@ DecodedRecords FullMemory(int scale) {
     g.date = date, g.time = time, g.bg = static_cast<int16_t>(60 + i % 300);
     g.event = static_cast<int16_t>(i % 5), g.event_desc = i % 5 ? "vor dem Essen" : "";
     for (int slot = 0; slot < 4; ++slot) {
-      auto& n = records.insulin[static_cast<size_t>(4 * i + slot)];
+      auto& n = records.insulin[4 * static_cast<size_t>(i) + static_cast<size_t>(slot)];
       n.date = date, n.time = time, n.i1 = 0.5 * (i % 40), n.type = "Actrapid";
       n.rapid = slot == 0 ? -1 : 0;
     }

@@ -103,7 +103,7 @@ void ProfileEditor::MoveGap(size_t gap) {
 
 std::string_view ProfileEditor::Store(std::string_view text) {
   if (text.empty()) return {};
-  constexpr size_t kBlock = 64 * 1024;
+  constexpr size_t kBlock = size_t{64} * 1024;
   char* at;
   if (text.size() > kBlock / 4) {  // a long text gets a block of its own
     stored_large_.push_back(std::make_unique<char[]>(text.size()));
