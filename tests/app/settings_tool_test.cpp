@@ -68,7 +68,7 @@ std::string RegularFileBytes(const std::filesystem::path& file) {
 
 class SettingsToolTest : public ::testing::Test {
  protected:
-  int Run(ToolArgs args) {
+  int Run(const ToolArgs& args) {
     out_.str("");
     err_.str("");
     return RunSettingsTool(args, hives_, out_, err_);

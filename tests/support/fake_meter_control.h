@@ -44,7 +44,9 @@ class FakeMeterControl : public MeterControl {
   bool connected = false;
 
   int Calls(int method) const { return calls.count(method) ? calls.at(method) : 0; }
-  void AddDriver(std::string key, std::string name) { drivers.emplace_back(key, name); }
+  void AddDriver(std::string key, std::string name) {
+    drivers.emplace_back(std::move(key), std::move(name));
+  }
   void SetModel(std::string code) { info[3] = std::move(code); }
 
   void DriverCount(int16_t& count, int32_t& error) override {
