@@ -308,6 +308,7 @@ class LabTest : public DecoderTest {
   // Decodes the given values as records of `kind`, appending to `records`.
   int32_t Decode(int16_t kind, const std::vector<float>& values) {
     std::vector<RawMeterRecord> entries;
+    entries.reserve(values.size());
     for (float value : values) entries.push_back(RawEntry("20040301", "090000").Glucose(value));
     Entries(kind, std::move(entries));
     return DecodeLaboratory(connection, kind, ketones, records, &stats);

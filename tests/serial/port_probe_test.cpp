@@ -39,6 +39,7 @@ TEST_F(PortProbeTest, DevicesComeInAStableOrderUsbFirst) {
   test::WriteFile(system.sys_tty / "ttyS1" / "type", "0\n");  // nothing behind it
   const auto devices = SystemSerialDevices(system);
   std::vector<std::string> names;
+  names.reserve(devices.size());
   for (const auto& d : devices) names.push_back(d.filename().string());
   EXPECT_EQ(names, (std::vector<std::string>{"ttyUSB2", "ttyUSB10", "ttyACM0", "ttyS0"}));
   EXPECT_EQ(PortDevice(hives.store, 2, system), system.dev / "ttyUSB10");
