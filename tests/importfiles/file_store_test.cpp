@@ -26,9 +26,6 @@
 namespace mi {
 namespace {
 
-using test::ReadFile;
-using test::WriteFile;
-
 // import_package_test.cpp checks where relative names land.
 TEST(DataDirectoryTest, XdgDataHomeOnlyWhenAbsolute) {
   const char* home = std::getenv("HOME");
@@ -140,8 +137,9 @@ TEST(FileTransactionTest, SavesReachTheStoreOnceAtTheEnd) {
 DecodedRecords SomeRecords() {
   DecodedRecords records;
   for (int i = 0; i < 400; ++i) {
+    const int day = i / 10;  // ten readings a day
     GlucoseRecord glucose;
-    glucose.date = test::Date(2004, 1, 1) + i / 10;
+    glucose.date = test::Date(2004, 1, 1) + day;
     glucose.bg = static_cast<int16_t>(80 + i % 120);
     records.glucose.push_back(glucose);
     InsulinRecord insulin;
