@@ -39,14 +39,16 @@ DecodedRecords FullMemory(int scale) {
       n.rapid = slot == 0 ? -1 : 0;
     }
     auto& k = records.intakes[static_cast<size_t>(i)];
-    k.date = date, k.time = time, k.bu = 0.5 * (i % 12), k.carbo = 6.0f * (i % 12);
+    k.date = date, k.time = time, k.bu = 0.5 * (i % 12);
+    k.carbo = 6.0f * static_cast<float>(i % 12);
     auto& e = records.exercise[static_cast<size_t>(i)];
     e.date = date, e.time = time, e.minutes = static_cast<int16_t>(i % 90);
     e.desc = "Radfahren", e.desc_event = "Sport";
   }
   for (int i = 0; i < 200 * scale; ++i) {
     auto& l = records.lab[static_cast<size_t>(i)];
-    l.date = Day(i), l.time = TimeFromParts(9, 0, 0), l.hbac = 6.5f + 0.01f * (i % 50);
+    l.date = Day(i), l.time = TimeFromParts(9, 0, 0);
+    l.hbac = 6.5f + 0.01f * static_cast<float>(i % 50);
     l.chol = static_cast<int16_t>(180 + i % 40);
   }
   return records;
