@@ -69,7 +69,7 @@ void WritePackage(benchmark::State& state) {
   FixedWallClock clock(Day(100));
   ImportProgress progress;
   int32_t sequence = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     // A fresh sequence number each time: every run writes new files.
     const ImportPackageResult result = WriteImportPackage(import_dir, ++sequence, single_file,
                                                           header, records, clock, progress, '.');
