@@ -22,6 +22,7 @@
 #include "support/memory_file_store.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
+#include "support/unique_fd.h"
 
 namespace mi {
 namespace {
@@ -270,8 +271,8 @@ TEST_F(DiskFileStoreTest, TwoImportsIntoOneFileTakeTurns) {
 
 // A writer that cannot have the folder in time writes nothing and says why.
 TEST_F(DiskFileStoreTest, AFolderLockedTooLongIsAClearFailure) {
-  const int held = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY);
-  ASSERT_EQ(::flock(held, LOCK_EX), 0);
+  test::UniqueFd held(::open(folder.c_str(), O_RDONLY | O_DIRECTORY));
+  ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
   DiskFileStore impatient(std::chrono::milliseconds(50));
   FileTransaction transaction(impatient);
   std::string why;
@@ -279,7 +280,7 @@ TEST_F(DiskFileStoreTest, AFolderLockedTooLongIsAClearFailure) {
   EXPECT_EQ(why, "another import is writing into the folder");
   EXPECT_FALSE(transaction.Replace(folder / "IMP_1.00001", "x", &why));
   EXPECT_TRUE(Names(folder).empty());
-  ::close(held);
+  held.Close();
 }
 
 }  // namespace
