@@ -469,8 +469,8 @@ TEST_F(SettingsToolTest, KeysThatLoopEndExportAndDeleteWithTheDamageNamed) {
 }
 
 TEST_F(SettingsToolTest, ADeepTreeGoesOutAndComesBackWhole) {
-  std::string path = "Deep";
   {
+    std::string path = "Deep";
     Hive hive(hives_.user, Hive::Mode::kReadWrite);
     ASSERT_TRUE(hive.Begin());
     for (int level = 0; level < 500; ++level) {

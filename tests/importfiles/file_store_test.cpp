@@ -16,6 +16,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <thread>
 
 #include "importfiles/import_package.h"
 #include "support/import_golden.h"
@@ -206,8 +207,8 @@ TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
                            records, clock, progress, '.');
       }
     }
-    ::usleep(std::uniform_int_distribution<useconds_t>(
-        0, static_cast<useconds_t>(2 * package_us))(random));
+    std::uniform_int_distribution<useconds_t> pause_us(0, static_cast<useconds_t>(2 * package_us));
+    std::this_thread::sleep_for(std::chrono::microseconds(pause_us(random)));
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
     for (const std::string& name : Names(folder)) {

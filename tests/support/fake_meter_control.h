@@ -117,7 +117,7 @@ class FakeMeterControl : public MeterControl {
 // A raw entry of the meter's memory, built field by field.
 class RawEntry {
  public:
-  RawEntry(std::string date = "20040203", std::string time = "140509") {
+  explicit RawEntry(std::string date = "20040203", std::string time = "140509") {
     raw_.date = std::move(date);
     raw_.time = std::move(time);
   }
