@@ -34,19 +34,21 @@ DecodedRecords FullMemory(int scale) {
     g.date = date, g.time = time, g.bg = static_cast<int16_t>(60 + i % 300);
     g.event = static_cast<int16_t>(i % 5), g.event_desc = i % 5 ? "vor dem Essen" : "";
     for (int slot = 0; slot < 4; ++slot) {
-      auto& n = records.insulin[static_cast<size_t>(4 * i + slot)];
+      auto& n = records.insulin[4 * static_cast<size_t>(i) + static_cast<size_t>(slot)];
       n.date = date, n.time = time, n.i1 = 0.5 * (i % 40), n.type = "Actrapid";
       n.rapid = slot == 0 ? -1 : 0;
     }
     auto& k = records.intakes[static_cast<size_t>(i)];
-    k.date = date, k.time = time, k.bu = 0.5 * (i % 12), k.carbo = 6.0f * (i % 12);
+    k.date = date, k.time = time, k.bu = 0.5 * (i % 12);
+    k.carbo = 6.0f * static_cast<float>(i % 12);
     auto& e = records.exercise[static_cast<size_t>(i)];
     e.date = date, e.time = time, e.minutes = static_cast<int16_t>(i % 90);
     e.desc = "Radfahren", e.desc_event = "Sport";
   }
   for (int i = 0; i < 200 * scale; ++i) {
     auto& l = records.lab[static_cast<size_t>(i)];
-    l.date = Day(i), l.time = TimeFromParts(9, 0, 0), l.hbac = 6.5f + 0.01f * (i % 50);
+    l.date = Day(i), l.time = TimeFromParts(9, 0, 0);
+    l.hbac = 6.5f + 0.01f * static_cast<float>(i % 50);
     l.chol = static_cast<int16_t>(180 + i % 40);
   }
   return records;
@@ -67,7 +69,7 @@ void WritePackage(benchmark::State& state) {
   FixedWallClock clock(Day(100));
   ImportProgress progress;
   int32_t sequence = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     // A fresh sequence number each time: every run writes new files.
     const ImportPackageResult result = WriteImportPackage(import_dir, ++sequence, single_file,
                                                           header, records, clock, progress, '.');

@@ -101,7 +101,7 @@ void Transfer(benchmark::State& state) {
   ImportProgress progress;
   int64_t records = 0;
   int32_t sequence = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     MeterConnection connection(control);
     const ReadingResult reading = ReadMeter(connection, profile, request);
     // New files every time.
@@ -133,7 +133,7 @@ void Decode(benchmark::State& state) {
   request.port = 1;
   request.driver_name = "Accu-Chek Complete";
   request.laboratory_kinds = LaboratoryKinds("");
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     MeterConnection connection(control);
     benchmark::DoNotOptimize(ReadMeter(connection, profile, request));
   }

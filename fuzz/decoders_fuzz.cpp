@@ -20,6 +20,11 @@ class ByteReader {
   ByteReader(const uint8_t* data, size_t size) : data_(data), size_(size) {}
   bool empty() const { return pos_ >= size_; }
   uint8_t Byte() { return pos_ < size_ ? data_[pos_++] : 0; }
+  // The next byte read as a two's complement number, -128 to 127.
+  int16_t SignedByte() {
+    const int byte = Byte();
+    return static_cast<int16_t>(byte < 128 ? byte : byte - 256);
+  }
   template <typename T>
   T Value() {
     T value{};
@@ -56,17 +61,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   control.AddDriver("KEY", "Meter");
   for (std::string& item : control.info) item = in.Text();
 
-  const int16_t mode = static_cast<int8_t>(in.Byte());
+  const int16_t mode = in.SignedByte();
   const int16_t factor = in.Value<int16_t>();
   EventMaps events;
   std::array<int16_t, 34> table{};
-  for (auto& e : events.user) e = static_cast<int8_t>(in.Byte());
-  for (auto& e : table) e = static_cast<int8_t>(in.Byte());
+  for (auto& e : events.user) e = in.SignedByte();
+  for (auto& e : table) e = in.SignedByte();
   events.table.Fill(table);
   KetoneDefaults ketones{};
-  for (auto& k : ketones) k = static_cast<int8_t>(in.Byte()) / 4.0f;
+  for (auto& k : ketones) k = static_cast<float>(in.SignedByte()) / 4.0f;
   InsulinSlotDefaults slots{};
-  for (auto& s : slots) s = static_cast<int8_t>(in.Byte());
+  for (auto& s : slots) s = in.SignedByte();
   InsulinDescriptions names;
   for (size_t i = 1; i <= 14; ++i) names[i] = "insulin " + std::to_string(i);
 

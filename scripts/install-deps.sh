@@ -8,6 +8,7 @@
 #   scripts/install-deps.sh --package       also what makes and checks the .deb
 #                                           (scripts/package.sh)
 #   scripts/install-deps.sh --install-test  also debootstrap (tests/package/install_test.sh)
+#   scripts/install-deps.sh --lint     also clang-tidy and cppcheck (scripts/lint.sh)
 set -euo pipefail
 
 packages=(
@@ -28,6 +29,7 @@ case "${1:-}" in
   --bench) packages+=(sqlite3) ;;
   --package) packages+=(dpkg-dev file lintian) ;;
   --install-test) packages+=(dpkg-dev file lintian debootstrap) ;;
+  --lint) packages+=(clang-tidy cppcheck python3) ;;
 esac
 
 missing=()

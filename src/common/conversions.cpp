@@ -243,7 +243,7 @@ std::string FormatFixed(double value, int decimals, char separator) {
   if (keep <= 0) {
     // Everything lies below the last decimal; only a first digit of 5 or
     // more at exactly the next position rounds up to one unit.
-    kept.assign(static_cast<size_t>(decimals + 1), '0');
+    kept.assign(static_cast<size_t>(decimals) + 1, '0');
     integer_digits = 1;
     if (keep == 0 && digits[0] >= '5') kept.back() = '1';
   } else {

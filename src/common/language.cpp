@@ -141,6 +141,7 @@ LanguageModule LanguageModule::Parse(std::string_view text, std::string_view ori
     }
     std::string unknown;
     std::string value = Unescape(raw, &unknown);
+    // cppcheck-suppress knownConditionTrueFalse ; Unescape fills `unknown`
     if (!unknown.empty()) {
       Note(problems, origin, line_number, unknown + " (kept as written)");
     }

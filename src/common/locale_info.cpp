@@ -70,7 +70,10 @@ char DecimalSeparatorByTable(std::string_view locale_name) {
 char DecimalSeparatorForLocale(std::string_view locale_name) {
   if (IsPlainLocale(locale_name)) return '.';
   const std::string name(locale_name);
+  // POSIX spells "no locale" (locale_t)0; locale_t need not be a pointer.
+  // NOLINTNEXTLINE(modernize-use-nullptr): as POSIX has it
   locale_t locale = newlocale(LC_NUMERIC_MASK, name.c_str(), static_cast<locale_t>(0));
+  // NOLINTNEXTLINE(modernize-use-nullptr): as POSIX has it
   if (locale != static_cast<locale_t>(0)) {
     const char* radix = nl_langinfo_l(RADIXCHAR, locale);
     // A radix of more than one byte (such as the Arabic decimal separator)

@@ -29,6 +29,7 @@ MillisecondClock& DefaultMillisecondClock() {
 
 EventPump& DefaultEventPump() {
   static SleepingEventPump sleeping;
+  // cppcheck-suppress returnTempReference ; both are lvalues: no temporary is made
   return g_installed_pump != nullptr ? *g_installed_pump : sleeping;
 }
 

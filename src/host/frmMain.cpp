@@ -116,7 +116,7 @@ void frmMain::CallSetup(QWidget* invoking, QWidget* container) {
   container->hide();
   dialog.reset();
   if (finished_) return;
-  if (auto* wizard = qobject_cast<frmAccuSensorComplete*>(invoking)) wizard->init();
+  if (auto* caller = qobject_cast<frmAccuSensorComplete*>(invoking)) caller->init();
 }
 
 void frmMain::SetFinished(bool finished) {

@@ -98,7 +98,7 @@ class LineBuilder {
 };
 
 std::string BgField(const GlucoseRecord& record) {
-  const std::string value = std::to_string(record.bg);
+  std::string value = std::to_string(record.bg);
   switch (record.meter_type) {
     case 0:
       return value;

@@ -103,7 +103,7 @@ void ProfileEditor::MoveGap(size_t gap) {
 
 std::string_view ProfileEditor::Store(std::string_view text) {
   if (text.empty()) return {};
-  constexpr size_t kBlock = 64 * 1024;
+  constexpr size_t kBlock = size_t{64} * 1024;
   char* at;
   if (text.size() > kBlock / 4) {  // a long text gets a block of its own
     stored_large_.push_back(std::make_unique<char[]>(text.size()));
@@ -534,7 +534,7 @@ bool WritePrivateProfileEntry(std::string_view section, std::string_view key,
   }
   if (section_at < lines.size()) {
     size_t last_entry = section_at;
-    bool replaced = false;
+    std::optional<size_t> replaced;
     for (size_t i = section_at + 1; i < lines.size() && !SectionNameOf(lines[i]); ++i) {
       const std::string_view line = lines[i];
       if (TrimBlanks(line).empty()) continue;
@@ -542,12 +542,15 @@ bool WritePrivateProfileEntry(std::string_view section, std::string_view key,
       const size_t equals = line.find('=');
       if (equals != std::string_view::npos &&
           EqualsNoCase(TrimBlanks(line.substr(0, equals)), wanted_key)) {
-        lines[i] = std::move(entry);
-        replaced = true;
+        replaced = i;
         break;
       }
     }
-    if (!replaced) lines.insert(lines.begin() + static_cast<ptrdiff_t>(last_entry + 1), entry);
+    if (replaced) {
+      lines[*replaced] = std::move(entry);
+    } else {
+      lines.insert(lines.begin() + static_cast<ptrdiff_t>(last_entry + 1), std::move(entry));
+    }
   } else {
     if (!lines.empty() && !TrimBlanks(lines.back()).empty()) lines.emplace_back();
     lines.push_back("[" + std::string(section) + "]");

@@ -262,7 +262,7 @@ int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions
         size_t next = UpperBound(records.size());
         records.resize(next + static_cast<size_t>(read) + 1);
         for (; position.at < read; ++position.at) {
-          const PumpEntry& entry = entries[static_cast<size_t>(position.at + 1)];
+          const PumpEntry& entry = entries[static_cast<size_t>(position.at) + 1];
           if (!(entry.amount > 0)) {
             if (stats != nullptr) stats->Note("left out: pump bolus not above 0", 1);
             continue;

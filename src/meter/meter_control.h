@@ -77,6 +77,8 @@ class MeterControl {
   // that cannot report ignores it.
   using ProgressReceiver =
       std::function<void(int32_t progress_window, int32_t done, int32_t total)>;
+  // By value: a control that reports keeps the receiver (moves it in).
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): the default ignores it
   virtual void SetProgressReceiver(ProgressReceiver receiver) { (void)receiver; }
 };
 

@@ -21,8 +21,8 @@ class MeterRunTimeError : public std::runtime_error {
 // record) failed").
 class MeterControlError : public MeterRunTimeError {
  public:
-  MeterControlError(int method, std::string what)
-      : MeterRunTimeError(std::move(what)), method_(method) {}
+  MeterControlError(int method, const std::string& what)
+      : MeterRunTimeError(what), method_(method) {}
   int method() const { return method_; }
 
  private:

@@ -20,6 +20,7 @@ void Attempt(ReadingResult& result, Step&& step) {
 
 // The statistics of a category, started when it is decoded.
 DecodeStats& Category(ReadingResult& result, RecordCategory category) {
+  // cppcheck-suppress returnTempReference ; std::optional::emplace returns a reference
   return result.categories[Slot(category)].emplace();
 }
 

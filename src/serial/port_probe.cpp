@@ -31,6 +31,7 @@ std::vector<fs::path> NumberedDevices(const fs::path& dev, std::string_view pref
   }
   std::sort(found.begin(), found.end());
   std::vector<fs::path> devices;
+  devices.reserve(found.size());
   for (auto& [number, path] : found) devices.push_back(std::move(path));
   return devices;
 }

@@ -24,6 +24,7 @@ ImportSession::ImportSession(ImportEnvironment environment, StatusChannel* statu
 ImportSession::~ImportSession() = default;
 
 const WallClock& ImportSession::clock() const {
+  // cppcheck-suppress returnTempReference ; both are lvalues: no temporary is made
   return environment_.clock != nullptr ? *environment_.clock : system_clock_;
 }
 

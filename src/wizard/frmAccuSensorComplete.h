@@ -88,6 +88,7 @@ class frmAccuSensorComplete : public QWidget {
   // The state, for the start-up window and tests.
   int16_t step() const { return step_; }
   int16_t bCancel() const { return bCancel_; }
+  // cppcheck-suppress CastIntegerToAddressAtReturn ; imgstp_ holds pointers, not integers
   PictureBox* imgstp(int index) const { return imgstp_[static_cast<size_t>(index)]; }
   const ImportResult* last_result() const { return result_.get(); }
   const MeterProfile& profile() const;

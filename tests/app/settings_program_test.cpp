@@ -96,7 +96,7 @@ TEST(SettingsProgram, AnyCommandUndoesAnImportThatAKillCutOff) {
   if (writer == 0) {
     Hive machine(paths.machine, Hive::Mode::kReadWrite);
     machine.Begin();
-    const std::string data(64 * 1024, 'x');
+    const std::string data(size_t{64} * 1024, 'x');
     for (int i = 0; i < 200; ++i) {
       machine.SetValue(key + "\\Import\\" + std::to_string(i), "Blob", kRegBinary, data);
     }

@@ -68,7 +68,7 @@ std::string RegularFileBytes(const std::filesystem::path& file) {
 
 class SettingsToolTest : public ::testing::Test {
  protected:
-  int Run(ToolArgs args) {
+  int Run(const ToolArgs& args) {
     out_.str("");
     err_.str("");
     return RunSettingsTool(args, hives_, out_, err_);
@@ -494,8 +494,8 @@ TEST_F(SettingsToolTest, KeysThatLoopEndExportAndDeleteWithTheDamageNamed) {
 }
 
 TEST_F(SettingsToolTest, ADeepTreeGoesOutAndComesBackWhole) {
-  std::string path = "Deep";
   {
+    std::string path = "Deep";
     Hive hive(hives_.user, Hive::Mode::kReadWrite);
     ASSERT_TRUE(hive.Begin());
     for (int level = 0; level < 500; ++level) {

@@ -42,7 +42,7 @@ TEST_P(ShippedCatalogue, LoadsWithoutProblemsWithTheNumbersTheModuleUsesAndTheir
   const auto distinct = [&module](auto text_id, int first, int last) {
     std::set<std::string> texts;
     for (int n = first; n <= last; ++n) texts.insert(module->loadres(text_id(n)).value_or(""));
-    return texts.size() == static_cast<size_t>(last - first + 1);
+    return texts.size() == static_cast<size_t>(last - first) + 1;
   };
   EXPECT_TRUE(distinct(EventTextId, 0, kDiaryEventCount - 1));
   EXPECT_TRUE(distinct(InsulinTypeTextId, 1, kInsulinTypeCount));

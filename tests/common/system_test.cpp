@@ -56,7 +56,7 @@ TEST(WaitMilliseconds, GivesEachPassTheRemainingTimeAndEndsAtStartPlusMs) {
     std::vector<double> allowed;
     double end;         // the clock at the end, and the tick written back into start
     double handler_ms;  // how long the event handler of each pass runs
-  } cases[] = {
+  } const cases[] = {
       {"0 ms still passes once", 500, 0, 0, std::nullopt, {0}, 500, 0},
       {"from now without start", 1000, 0, 250, std::nullopt, {250}, 1250, 0},
       {"early events", 0, 30, 100, 0, {100, 70, 40, 10}, 100, 0},

@@ -54,7 +54,7 @@ TEST(SplitText, CutsAtTheSeparatorAndReturnsTheLastIndex) {
   struct Case {
     const char* text;
     std::vector<std::string> parts;
-  } cases[] = {
+  } const cases[] = {
       {"a|b|", {"a", "b"}},  // a separator at the end gives no empty last element
       {"a||b", {"a", "", "b"}}, {"caption", {"caption"}}, {"|tip", {"", "tip"}}, {"||", {"", ""}},
   };
@@ -75,7 +75,7 @@ TEST(ReplaceAll, ReplacesWithoutRegardToCaseCountsAndRefusesEndlessReplacements)
     const char* replacement;
     std::string expected;
     int16_t count;
-  } cases[] = {
+  } const cases[] = {
       {"lL12l", "L", "", "12", 3},  // how a localisation tag loses its letters
       {"Hello HELLO hello", "hello", "bye", "bye bye bye", 3},
       {"aaaa", "aa", "b", "bb", 2},

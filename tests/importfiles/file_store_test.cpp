@@ -16,18 +16,17 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <thread>
 
 #include "importfiles/import_package.h"
 #include "support/import_golden.h"
 #include "support/memory_file_store.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
+#include "support/unique_fd.h"
 
 namespace mi {
 namespace {
-
-using test::ReadFile;
-using test::WriteFile;
 
 // import_package_test.cpp checks where relative names land.
 TEST(DataDirectoryTest, XdgDataHomeOnlyWhenAbsolute) {
@@ -140,8 +139,9 @@ TEST(FileTransactionTest, SavesReachTheStoreOnceAtTheEnd) {
 DecodedRecords SomeRecords() {
   DecodedRecords records;
   for (int i = 0; i < 400; ++i) {
+    const int day = i / 10;  // ten readings a day
     GlucoseRecord glucose;
-    glucose.date = test::Date(2004, 1, 1) + i / 10;
+    glucose.date = test::Date(2004, 1, 1) + day;
     glucose.bg = static_cast<int16_t>(80 + i % 120);
     records.glucose.push_back(glucose);
     InsulinRecord insulin;
@@ -207,8 +207,8 @@ TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
                            records, clock, progress, '.');
       }
     }
-    ::usleep(std::uniform_int_distribution<useconds_t>(
-        0, static_cast<useconds_t>(2 * package_us))(random));
+    std::uniform_int_distribution<useconds_t> pause_us(0, static_cast<useconds_t>(2 * package_us));
+    std::this_thread::sleep_for(std::chrono::microseconds(pause_us(random)));
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
     for (const std::string& name : Names(folder)) {
@@ -272,8 +272,8 @@ TEST_F(DiskFileStoreTest, TwoImportsIntoOneFileTakeTurns) {
 
 // A writer that cannot have the folder in time writes nothing and says why.
 TEST_F(DiskFileStoreTest, AFolderLockedTooLongIsAClearFailure) {
-  const int held = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY);
-  ASSERT_EQ(::flock(held, LOCK_EX), 0);
+  test::UniqueFd held(::open(folder.c_str(), O_RDONLY | O_DIRECTORY));
+  ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
   DiskFileStore impatient(std::chrono::milliseconds(50));
   FileTransaction transaction(impatient);
   std::string why;
@@ -281,7 +281,7 @@ TEST_F(DiskFileStoreTest, AFolderLockedTooLongIsAClearFailure) {
   EXPECT_EQ(why, "another import is writing into the folder");
   EXPECT_FALSE(transaction.Replace(folder / "IMP_1.00001", "x", &why));
   EXPECT_TRUE(Names(folder).empty());
-  ::close(held);
+  held.Close();
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ class TickingClock : public WallClock {
 class ImportPackageTest : public ::testing::Test {
  protected:
   std::string ImportDir() { return dir_.path().string() + "/"; }
-  ImportPackageResult Write(bool single_file, std::string folder = "") {
+  ImportPackageResult Write(bool single_file, const std::string& folder = "") {
     return WriteImportPackage(folder.empty() ? ImportDir() : folder, 17, single_file,
                               test::Header(), records_, clock_, progress_, '.');
   }

@@ -306,8 +306,9 @@ class LabTest : public DecoderTest {
  protected:
   LabTest() { control.SetModel("700"); }
   // Decodes the given values as records of `kind`, appending to `records`.
-  int32_t Decode(int16_t kind, std::vector<float> values) {
+  int32_t Decode(int16_t kind, const std::vector<float>& values) {
     std::vector<RawMeterRecord> entries;
+    entries.reserve(values.size());
     for (float value : values) entries.push_back(RawEntry("20040301", "090000").Glucose(value));
     Entries(kind, std::move(entries));
     return DecodeLaboratory(connection, kind, ketones, records, &stats);

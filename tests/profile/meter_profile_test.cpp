@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <tuple>
 
 #include "common/language.h"
@@ -85,11 +86,12 @@ TEST_F(MeterProfileTest, IrKeyOnlyForItsModelsWithTheDriverInstalled) {
   EXPECT_EQ(p.irKeyValue, 0);  // cleared; "UseIRKey" is read from the user hive only
 
   hives.SetUserText(kKey, "UseIRKey", "1");
-  for (int16_t model : {12, 17, 49}) {
+  for (int16_t model : std::initializer_list<int16_t>{12, 17, 49}) {
     p = Load(model);
     EXPECT_TRUE(p.irKeyVisible && p.irKeyValue == 1) << model;
   }
-  for (int16_t model : {18, 0, 13}) EXPECT_FALSE(Load(model).irKeyVisible) << model;
+  for (int16_t model : std::initializer_list<int16_t>{18, 0, 13})
+    EXPECT_FALSE(Load(model).irKeyVisible) << model;
 }
 
 TEST(LaboratoryKinds, NumbersOrTheDefaultList) {

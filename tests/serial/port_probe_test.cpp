@@ -8,6 +8,7 @@
 
 #include "support/pseudo_terminal.h"
 #include "support/test_hives.h"
+#include "support/unique_fd.h"
 
 namespace mi {
 namespace {
@@ -39,6 +40,7 @@ TEST_F(PortProbeTest, DevicesComeInAStableOrderUsbFirst) {
   test::WriteFile(system.sys_tty / "ttyS1" / "type", "0\n");  // nothing behind it
   const auto devices = SystemSerialDevices(system);
   std::vector<std::string> names;
+  names.reserve(devices.size());
   for (const auto& d : devices) names.push_back(d.filename().string());
   EXPECT_EQ(names, (std::vector<std::string>{"ttyUSB2", "ttyUSB10", "ttyACM0", "ttyS0"}));
   EXPECT_EQ(PortDevice(hives.store, 2, system), system.dev / "ttyUSB10");
@@ -63,11 +65,11 @@ TEST_F(PortProbeTest, AFreePseudoTerminalIsAvailable) {
 TEST_F(PortProbeTest, APortHeldByAnotherProgramIsNotOffered) {
   test::PseudoTerminal pty;
   MapPort(pty.path(), "COM3");
-  const int holder = open(pty.path().c_str(), O_RDWR | O_NOCTTY);
-  ASSERT_GE(holder, 0);
-  ASSERT_EQ(flock(holder, LOCK_EX), 0);
+  test::UniqueFd holder(open(pty.path().c_str(), O_RDWR | O_NOCTTY));
+  ASSERT_GE(holder.get(), 0);
+  ASSERT_EQ(flock(holder.get(), LOCK_EX), 0);
   EXPECT_FALSE(PortAvailable(hives.store, kMeter, 3, 0, system));
-  close(holder);
+  holder.Close();
   EXPECT_TRUE(PortAvailable(hives.store, kMeter, 3, 0, system));
 }
 

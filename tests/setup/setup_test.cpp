@@ -73,6 +73,7 @@ class SetupTest : public ::testing::Test {
   std::vector<std::string> Lines() {
     std::vector<std::string> lines;
     auto* list = Find<QListWidget>("List1");
+    lines.reserve(static_cast<size_t>(list->count()));
     for (int i = 0; i < list->count(); ++i) lines.push_back(list->item(i)->text().toStdString());
     return lines;
   }

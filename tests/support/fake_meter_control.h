@@ -44,7 +44,9 @@ class FakeMeterControl : public MeterControl {
   bool connected = false;
 
   int Calls(int method) const { return calls.count(method) ? calls.at(method) : 0; }
-  void AddDriver(std::string key, std::string name) { drivers.emplace_back(key, name); }
+  void AddDriver(std::string key, std::string name) {
+    drivers.emplace_back(std::move(key), std::move(name));
+  }
   void SetModel(std::string code) { info[3] = std::move(code); }
 
   void DriverCount(int16_t& count, int32_t& error) override {
@@ -115,7 +117,7 @@ class FakeMeterControl : public MeterControl {
 // A raw entry of the meter's memory, built field by field.
 class RawEntry {
  public:
-  RawEntry(std::string date = "20040203", std::string time = "140509") {
+  explicit RawEntry(std::string date = "20040203", std::string time = "140509") {
     raw_.date = std::move(date);
     raw_.time = std::move(time);
   }

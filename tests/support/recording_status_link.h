@@ -15,10 +15,10 @@ class RecordingStatusLink : public StatusLink {
  public:
   std::vector<std::string> events;  // "open", each command, "close"
   bool Open() override {
-    events.push_back("open");
+    events.emplace_back("open");
     return true;
   }
-  void Close() override { events.push_back("close"); }
+  void Close() override { events.emplace_back("close"); }
   void Execute(std::string_view command) override { events.emplace_back(command); }
 };
 

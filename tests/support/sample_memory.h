@@ -19,7 +19,7 @@ inline std::filesystem::path SampleMemory(const std::filesystem::path& folder,
       ReadFile(std::filesystem::path(METERIMPORT_SOURCE_DIR) / "data/meters" / sample));
   memory["fail"] = nlohmann::json::parse(fail_json);
   memory["ms_per_record"] = ms_per_record;
-  const std::filesystem::path file = folder / ("memory-" + sample);
+  std::filesystem::path file = folder / ("memory-" + sample);
   WriteFile(file, memory.dump());
   return file;
 }

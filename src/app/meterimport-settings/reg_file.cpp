@@ -115,7 +115,7 @@ std::string QuoteName(std::string_view text) {
 }
 
 bool HasLineBreak(std::string_view text) {
-  return text.find_first_of("\r\n") != text.npos;
+  return text.find_first_of("\r\n") != std::string_view::npos;
 }
 
 constexpr size_t kWriterPiece = 1 << 20;

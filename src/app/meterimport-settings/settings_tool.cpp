@@ -179,7 +179,7 @@ std::string ShownData(const RegValue& value) {
   } else if (value.type == kRegMultiSz) {
     std::string_view items = data;
     if (!items.empty() && items.back() == '\0') items.remove_suffix(1);
-    bool plain = data.size() > 0 && data.back() == '\0' && IsValidUtf8(items) &&
+    bool plain = !data.empty() && data.back() == '\0' && IsValidUtf8(items) &&
                  (items.empty() || items.back() == '\0');
     std::string shown;
     while (plain && !items.empty()) {
