@@ -9,7 +9,10 @@
 #   real_program_test.sh BUILD_DIR SOURCE_DIR
 set -euo pipefail
 
-fail() { echo "FAIL: $*" >&2; exit 1; }
+fail() {
+  echo "FAIL: $*" >&2
+  exit 1
+}
 # Waits up to $2 tenths of a second for the command $1 to succeed.
 wait_for() {
   local tries=$2
@@ -18,6 +21,16 @@ wait_for() {
     ((tries > 0)) || return 1
     sleep 0.1
   done
+}
+
+# Gives the wizard the keyboard focus. Qt may replace its first native window
+# while it embeds it, so the window is looked up again on every try, until
+# the one found is the one that has the focus.
+focus_wizard() {
+  wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -1) &&
+    [[ -n $wizard ]] && xdotool windowfocus "$wizard" 2>/dev/null &&
+    [[ $(xdotool getwindowfocus 2>/dev/null) == "$wizard" ]]' 100 \
+    || fail "the wizard did not get the focus"
 }
 
 # The part that runs inside the X server: needs $build and $demo.
@@ -32,10 +45,7 @@ under_x() {
     || fail "no wizard window"
   wait_for 'xwininfo -tree -id "$host" | grep -qi "meterimport"' 100 \
     || fail "the wizard is not inside the host's window"
-  xdotool windowfocus --sync "$wizard"
-  # Keys go to the focused window: wait until it is the wizard's.
-  wait_for '[[ $(xdotool getwindowfocus 2>/dev/null) == "$wizard" ]]' 100 \
-    || fail "the wizard did not get the focus"
+  focus_wizard
   for _ in 1 2 3; do
     xdotool key --window "$wizard" Return
     sleep 1
@@ -54,8 +64,7 @@ under_x() {
   module=$!
   wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 200 \
     || fail "no wizard window for an unknown host window"
-  xwininfo -id "$wizard" | grep -q "Map State: IsViewable" || fail "the wizard is not shown"
-  xdotool windowfocus --sync "$wizard"
+  focus_wizard
   xdotool key --window "$wizard" Escape
   wait "$module" || fail "meterimport ended with $? after Escape"
 }
@@ -73,7 +82,9 @@ work=$(mktemp -d)
 demo="$work/demo"
 cleanup() {
   kill $(jobs -p) 2>/dev/null || true
-  if [[ -s $work/bus.pid ]]; then kill "$(cat "$work/bus.pid")" 2>/dev/null || true; fi
+  for pid_file in "$work/bus.pid" "$work/xvfb.pid"; do
+    if [[ -s $pid_file ]]; then kill "$(cat "$pid_file")" 2>/dev/null || true; fi
+  done
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -94,7 +105,13 @@ wait_for 'dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.fr
 export XDG_RUNTIME_DIR="$work/runtime"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 
-xvfb-run -a -s "-screen 0 1024x768x24" "$0" --under-x "$build" "$demo"
+# An X server of our own on a display it picks itself (no race with another
+# server starting at the same time); it writes the number once it accepts
+# clients.
+Xvfb -displayfd 5 -screen 0 1024x768x24 -nolisten tcp 5>"$work/display" 2>"$work/xvfb.log" &
+echo $! > "$work/xvfb.pid"
+wait_for '[[ -s $work/display ]]' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb did not start"; }
+DISPLAY=:$(head -1 "$work/display") "$0" --under-x "$build" "$demo"
 
 # What the host heard in the whole run: exactly one status, the meter's (the
 # second run, under a product key without a language module, has an empty
