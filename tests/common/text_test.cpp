@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -51,17 +52,14 @@ TEST(TextEncoding, AnyBytesSurviveUtf16) {
 }
 
 TEST(SplitText, CutsAtTheSeparatorAndReturnsTheLastIndex) {
-  struct Case {
-    const char* text;
-    std::vector<std::string> parts;
-  } const cases[] = {
+  const std::pair<const char*, std::vector<std::string>> cases[] = {
       {"a|b|", {"a", "b"}},  // a separator at the end gives no empty last element
       {"a||b", {"a", "", "b"}}, {"caption", {"caption"}}, {"|tip", {"", "tip"}}, {"||", {"", ""}},
   };
-  for (const Case& c : cases) {
+  for (const auto& [text, expected] : cases) {
     std::vector<std::string> parts;
-    EXPECT_EQ(SplitText(c.text, parts, '|'), static_cast<int16_t>(c.parts.size() - 1)) << c.text;
-    EXPECT_THAT(parts, ElementsAreArray(c.parts)) << c.text;
+    EXPECT_EQ(SplitText(text, parts, '|'), static_cast<int16_t>(expected.size() - 1)) << text;
+    EXPECT_THAT(parts, ElementsAreArray(expected)) << text;
   }
   std::vector<std::string> parts = {"old"};
   EXPECT_EQ(SplitText("", parts, '|'), -1);
@@ -69,13 +67,8 @@ TEST(SplitText, CutsAtTheSeparatorAndReturnsTheLastIndex) {
 }
 
 TEST(ReplaceAll, ReplacesWithoutRegardToCaseCountsAndRefusesEndlessReplacements) {
-  struct Case {
-    std::string text;
-    const char* find;
-    const char* replacement;
-    std::string expected;
-    int16_t count;
-  } const cases[] = {
+  // The text, what to find, its replacement, the text after and the count.
+  const std::tuple<std::string, const char*, const char*, std::string, int16_t> cases[] = {
       {"lL12l", "L", "", "12", 3},  // how a localisation tag loses its letters
       {"Hello HELLO hello", "hello", "bye", "bye bye bye", 3},
       {"aaaa", "aa", "b", "bb", 2},
@@ -86,10 +79,10 @@ TEST(ReplaceAll, ReplacesWithoutRegardToCaseCountsAndRefusesEndlessReplacements)
       {"xaAbcx", "a", "bAb", "xaAbcx", 0},
       {"xaAbcx", "", "x", "xaAbcx", 0},
   };
-  for (const Case& c : cases) {
-    std::string text = c.text;
-    EXPECT_EQ(ReplaceAll(text, c.find, c.replacement), c.count) << c.text << " " << c.find;
-    EXPECT_EQ(text, c.expected) << c.text << " " << c.find;
+  for (const auto& [before, find, replacement, after, count] : cases) {
+    std::string text = before;
+    EXPECT_EQ(ReplaceAll(text, find, replacement), count) << before << " " << find;
+    EXPECT_EQ(text, after) << before << " " << find;
   }
 }
 
