@@ -28,19 +28,9 @@ class BatchTest : public ::testing::Test, public test::BatchInstallation {
   }
 
   // The simulated control with the sample memory of the Accu-Chek Sensor
-  // Complete, its (empty) list of failing calls replaced by `fail`, and no
-  // time taken per record.
+  // Complete, these calls failing.
   void RegisterSample(const std::string& fail) {
-    std::string json = test::ReadFile(fs::path(METERIMPORT_SOURCE_DIR) /
-                                      "data/meters/accu-chek-sensor-complete.json");
-    for (const auto& [from, to] :
-         {std::pair<std::string, std::string>{"\"fail\": []", "\"fail\": " + fail},
-          {"\"ms_per_record\": 2", "\"ms_per_record\": 0"}}) {
-      const size_t at = json.find(from);
-      ASSERT_NE(at, std::string::npos) << from;
-      json.replace(at, from.size(), to);
-    }
-    UseMemory(json);
+    UseSample("accu-chek-sensor-complete.json", fail);
   }
 
   FixedWallClock clock{*DateFromParts(2026, 3, 20) + TimeFromParts(9, 30, 5)};
