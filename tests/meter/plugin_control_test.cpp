@@ -2,7 +2,7 @@
 // machine hive, loaded for real (the simulated control, libmeterctl-sim.so,
 // and a few misbehaving test controls), and the stand-in that fails every
 // call when no control can be had; and the simulated control's reader of
-// meter memories.
+// meter memories. wizard_test.cpp sees the control's progress move its bar.
 
 #include "meter/plugin_control.h"
 
@@ -13,7 +13,6 @@
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "common/hive.h"
 #include "common/settings_store.h"
@@ -146,26 +145,6 @@ TEST_F(PluginControlTest, ToleratesAControlThatMisbehaves) {
   control->SetProgressReceiver([](int32_t, int32_t, int32_t) { ADD_FAILURE(); });
   control->ReadSecondSet(count, 0, error);
   EXPECT_EQ(control->FailureText(), "(status 0, error 7)");
-}
-
-// A read reports its progress record by record, for the window it was handed.
-TEST_F(PluginControlTest, ReportsTheProgressOfAReadForItsWindow) {
-  Register(kSimLibrary, WriteMemory("m.json", R"({"drivers": [{"key": "K", "name": "N"}],
-      "records": {"1": [{"date": "20260101"}, {"date": "20260102"}, {"date": "20260103"}]},
-      "ms_per_record": 1})"));
-  auto control = Create();
-  std::vector<std::tuple<int32_t, int32_t, int32_t>> reports;
-  control->SetProgressReceiver([&](int32_t window, int32_t done, int32_t total) {
-    reports.emplace_back(window, done, total);
-  });
-  int32_t error = 0, position = -1;
-  int16_t count = 1680;
-  std::string key = "K", text = "N";
-  control->Connect(key, 1, text, error);
-  control->ReadData(1, count, position, 1, 77, 1, error);
-  ASSERT_EQ(error, 0);
-  EXPECT_EQ(reports, (std::vector<std::tuple<int32_t, int32_t, int32_t>>{
-                         {77, 1, 3}, {77, 2, 3}, {77, 3, 3}}));
 }
 
 // ---- The simulated control's meter memory, read into records at their byte

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <memory>
-
 #include "support/pseudo_terminal.h"
 #include "support/temp_dir.h"
 
@@ -49,26 +47,6 @@ TEST_F(SerialPortTest, OpensRawAndReadsWhatArrivedUpToInputLen) {
   EXPECT_EQ(port.InBufferCount(), 4);
   port.SetInputLen(0);
   EXPECT_EQ(port.Input(), std::string("\0xyz", 4));
-  EXPECT_EQ(port.Input(), "");
-}
-
-TEST_F(SerialPortTest, OneOwnerAtATimeAndAClosedPortReadsNothing) {
-  auto owner = std::make_unique<SerialPort>();
-  owner->SetDevice(pty.path());
-  owner->SetPortOpen(true);
-  ASSERT_TRUE(owner->PortOpen());
-  port.SetPortOpen(true);
-  EXPECT_FALSE(port.PortOpen());
-  ASSERT_TRUE(pty.Send("abc"));
-  EXPECT_EQ(port.InBufferCount(), 0);
-  EXPECT_EQ(port.Input(), "");
-
-  owner.reset();  // closes
-  port.SetPortOpen(true);
-  ASSERT_TRUE(port.PortOpen());
-  port.SetPortOpen(false);
-  ASSERT_TRUE(pty.Send("def"));
-  EXPECT_EQ(port.InBufferCount(), 0);
   EXPECT_EQ(port.Input(), "");
 }
 
