@@ -28,6 +28,8 @@
 namespace mi {
 namespace {
 
+using test::FileNames;
+
 // import_package_test.cpp checks where relative names land.
 TEST(DataDirectoryTest, XdgDataHomeOnlyWhenAbsolute) {
   const char* home = std::getenv("HOME");
@@ -36,15 +38,6 @@ TEST(DataDirectoryTest, XdgDataHomeOnlyWhenAbsolute) {
   EXPECT_EQ(DataDirectory(), fallback);
   const test::ScopedEnv unset("XDG_DATA_HOME", nullptr);
   EXPECT_EQ(DataDirectory(), fallback);
-}
-
-// The names in a folder.
-std::set<std::string> Names(const std::filesystem::path& folder) {
-  std::set<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    names.insert(entry.path().filename());
-  }
-  return names;
 }
 
 // Runs `body` in a child process as the user "nobody" and gives its exit
@@ -78,7 +71,7 @@ TEST_F(DiskFileStoreTest, CreatesAndReplacesLeavingNothingElseBehind) {
   EXPECT_EQ(disk.Read(file), "second, longer");
   // The name the replacement came from is gone (the kill test below checks
   // the import folder).
-  EXPECT_TRUE(Names(dir / "data/meterimport/staging").empty());
+  EXPECT_TRUE(FileNames(dir / "data/meterimport/staging").empty());
   // A new file gets the permissions of the process's umask, as any new file.
   struct stat info {};
   ASSERT_EQ(::stat(file.c_str(), &info), 0);
@@ -107,7 +100,7 @@ TEST_F(DiskFileStoreTest, WhatCannotBeReplacedStaysAsItIs) {
             0);
   std::filesystem::permissions(locked, std::filesystem::perms::owner_read);
   EXPECT_EQ(test::ReadFile(locked), "[GLUCOSE]\r\n1=unread\r\n");
-  EXPECT_EQ(Names(folder), (std::set<std::string>{"IMP_2.00001", "IMP_3.00001"}));
+  EXPECT_EQ(FileNames(folder), (std::set<std::string>{"IMP_2.00001", "IMP_3.00001"}));
 }
 
 // Saves reach the store once, at the end; the files that could not be
@@ -209,7 +202,7 @@ TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
     std::this_thread::sleep_for(std::chrono::microseconds(pause_us(random)));
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
-    for (const std::string& name : Names(folder)) {
+    for (const std::string& name : FileNames(folder)) {
       ASSERT_TRUE(std::regex_match(name, import_name)) << "left in the folder: " << name;
       ++files_seen;
       WholeSections(name, test::ReadFile(folder / name));
@@ -272,7 +265,7 @@ TEST_F(DiskFileStoreTest, AFolderLockedTooLongIsAClearFailure) {
   EXPECT_EQ(transaction.Read(folder / "IMP_1.00001", nullptr, &why), std::nullopt);
   EXPECT_EQ(why, "another import is writing into the folder");
   EXPECT_FALSE(transaction.Replace(folder / "IMP_1.00001", "x", &why));
-  EXPECT_TRUE(Names(folder).empty());
+  EXPECT_TRUE(FileNames(folder).empty());
   held.Close();
 }
 
