@@ -133,6 +133,7 @@ TEST(SplitInsulinDose, SplitsByTypeCode) {
       {16, 3, 10, 0, 0, 16, ""},            // outside the description list: empty text
       {0, 11, 0, 10, 0, 11, "Insulin 11"},  // type 0 takes the slot default and keeps it
       {0, 0, 10, 0, 0, 0, ""},
+      {0, -1, 10, 0, 0, -1, ""},  // a slot without a type
   };
   for (const Case& c : cases) {
     InsulinRecord record;

@@ -45,6 +45,7 @@ class MeterReadingTest : public ::testing::Test {
 TEST_F(MeterReadingTest, ReadsEachKindOnceAndAFailingLaboratoryReadLosesOnlyThatKind) {
   profile.available.fill(kTrue);
   profile.available[kCategoryExercise] = kFalse;
+  profile.available[kCategoryPump] = kFalse;  // a category of its own
   control.fail_read_kinds = {5};
   const ReadingResult result = ReadMeter(connection, profile, request);
   ASSERT_EQ(result.outcome, ReadingOutcome::kRead);
@@ -61,6 +62,7 @@ TEST_F(MeterReadingTest, ReadsEachKindOnceAndAFailingLaboratoryReadLosesOnlyThat
   EXPECT_TRUE(result.categories[Slot(RecordCategory::kIntakes)]->losses.empty());
   EXPECT_FALSE(result.categories[Slot(RecordCategory::kExercise)]);
   EXPECT_TRUE(result.records.exercise.empty());
+  EXPECT_EQ(control.Calls(40), 0);
 }
 
 // Every record carries the meter's type, fetched through the identification
