@@ -1,8 +1,3 @@
-// The window's receive operations. Nothing in the program calls them (the
-// reading talks to the meter through its control); they are kept for a caller
-// that might, so only what such a caller relies on is pinned here: how long
-// they wait and what they return. The wait itself is system_test.cpp's.
-
 #include "serial/serial_link.h"
 
 #include <gtest/gtest.h>
@@ -52,6 +47,15 @@ class SerialLinkTest : public ::testing::Test {
   int first_pass = 0;
 };
 
+// system_test.cpp checks the wait itself.
+TEST_F(SerialLinkTest, WaitMsUsesThePumpInstalledAtTheTimeOfTheCall) {
+  SerialLink plain(port, cancel);
+  SetDefaultEventPump(&pump);
+  plain.waitMs(0);  // with the real clock: one pass
+  SetDefaultEventPump(nullptr);
+  EXPECT_EQ(pump.allowed(), std::vector<double>{0});
+}
+
 TEST_F(SerialLinkTest, WaitInWaitsOnceEvenWhenEnoughIsThereThenUntilEnoughHasArrived) {
   const struct {
     std::string waiting;  // before the call
@@ -72,6 +76,12 @@ TEST_F(SerialLinkTest, WaitInWaitsOnceEvenWhenEnoughIsThereThenUntilEnoughHasArr
     EXPECT_EQ(link.waitIn(c.wanted, c.interval), c.result);
     EXPECT_EQ(Allowed(), c.allowed) << c.result;
   }
+}
+
+TEST_F(SerialLinkTest, WaitInHasNoTimeLimitOnlyTheCancelFlagEndsIt) {
+  Script({"a", "b"}, 50);
+  EXPECT_EQ(link.waitIn(3, 100), "ab");
+  EXPECT_EQ(clock.now(), 1000 + 50 * 100);
 }
 
 TEST_F(SerialLinkTest, ReadOtbufEndsOnceBothCarriageReturnAndIBlankHaveArrived) {
@@ -99,6 +109,23 @@ TEST_F(SerialLinkTest, ReadOtbufEndsOnCancelWithWhatItHas) {
   ASSERT_TRUE(pty.Send("I \r"));
   EXPECT_EQ(link.read_otbuf(), "");  // already cancelled: nothing is read
   EXPECT_EQ(port.InBufferCount(), 3);
+}
+
+// The sum is worked out and then compared with nothing: a damaged answer is
+// never rejected. The window never sets delimiters.
+TEST(CheckReading, SumsAllButTheLastCharacterWithoutWrappingAndAlwaysGivesZero) {
+  const std::pair<std::string, const char*> cases[] = {
+      {"", "0"},
+      {"\x01\x02\x03", "3"},    // the last character is never summed
+      {"\x80\x80\x7Fz", "FF"},  // 128 + 128 left out, then 128 + 127
+  };
+  int16_t cancel = kFalse;
+  SerialPort closed;
+  SerialLink link(closed, cancel);
+  for (const auto& [answer, sum] : cases) {
+    EXPECT_EQ(ExamineReading(answer).sum_hex, sum) << answer;
+    EXPECT_EQ(link.check_reading(answer), 0) << answer;
+  }
 }
 
 }  // namespace
