@@ -28,19 +28,9 @@ class BatchTest : public ::testing::Test, public test::BatchInstallation {
   }
 
   // The simulated control with the sample memory of the Accu-Chek Sensor
-  // Complete, its (empty) list of failing calls replaced by `fail`, and no
-  // time taken per record.
+  // Complete, these calls failing.
   void RegisterSample(const std::string& fail) {
-    std::string json = test::ReadFile(fs::path(METERIMPORT_SOURCE_DIR) /
-                                      "data/meters/accu-chek-sensor-complete.json");
-    for (const auto& [from, to] :
-         {std::pair<std::string, std::string>{"\"fail\": []", "\"fail\": " + fail},
-          {"\"ms_per_record\": 2", "\"ms_per_record\": 0"}}) {
-      const size_t at = json.find(from);
-      ASSERT_NE(at, std::string::npos) << from;
-      json.replace(at, from.size(), to);
-    }
-    UseMemory(json);
+    UseSample("accu-chek-sensor-complete.json", fail);
   }
 
   FixedWallClock clock{*DateFromParts(2026, 3, 20) + TimeFromParts(9, 30, 5)};
@@ -77,17 +67,20 @@ TEST_F(BatchTest, ImportsTheSampleMemoryOfTheSensorComplete) {
   EXPECT_EQ(err.str().find(" lost: "), std::string::npos);
 }
 
-TEST_F(BatchTest, AFailingConnectEndsWithoutFiles) {
+// Without a control, a connection or a port the batch ends with its message
+// and writes nothing; the port asked for is stored all the same.
+TEST_F(BatchTest, AMeterThatCannotBeReachedEndsWithoutFiles) {
+  EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchNotInstalled);  // no control registered
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: Please install meter driver again !\n"));
   RegisterSample(R"(["connect"])");
   EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchNoConnection);
   EXPECT_THAT(err.str(), HasSubstr("MESSAGE: No connection to the meter.\n"));
+  RegisterSample("[]");
+  hives.SetMachineText(meter_key, "TestPorts", "1");
+  EXPECT_EQ(Import({"Diary", "17", "2", "13"}), kBatchPortUnavailable);
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: The port cannot be opened: COM:2 ---> \n"));
   EXPECT_EQ(ImportFiles(), 0u);
-}
-
-TEST_F(BatchTest, NoRegisteredControlMeansTheDriverIsNotInstalled) {
-  EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchNotInstalled);
-  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: Please install meter driver again !\n"));
-  EXPECT_EQ(ImportFiles(), 0u);
+  EXPECT_EQ(hives.store.ReadUser(kDescriptionKey, "COM", ""), "2");
 }
 
 TEST_F(BatchTest, StartUpFailures) {
@@ -103,15 +96,6 @@ TEST_F(BatchTest, StartUpFailures) {
   EXPECT_EQ(Import({"a", "b", "c", "d", "e"}), kBatchUsage);
   EXPECT_EQ(Import({"--help"}), kBatchDone);
   EXPECT_THAT(out.str(), HasSubstr("usage:"));
-}
-
-TEST_F(BatchTest, APortThatCannotBeOpenedIsReportedAndStored) {
-  RegisterSample("[]");
-  hives.SetMachineText(meter_key, "TestPorts", "1");
-  EXPECT_EQ(Import({"Diary", "17", "2", "13"}), kBatchPortUnavailable);
-  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: The port cannot be opened: COM:2 ---> \n"));
-  EXPECT_EQ(ImportFiles(), 0u);
-  EXPECT_EQ(hives.store.ReadUser(kDescriptionKey, "COM", ""), "2");
 }
 
 // A failing read of the meter's entries or of the pump boluses looks like an

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "common/text_encoding.h"
@@ -15,11 +16,7 @@ using namespace std::string_literals;
 TEST(ParseRegFile, ReportsTheLineOfEachMistake) {
   const std::string r4 = "REGEDIT4\n[HKCU\\A]\n";
   const std::string v5 = "Windows Registry Editor Version 5.00\r\n[HKCU\\A]\r\n";
-  const struct {
-    std::string text;
-    int line;
-    const char* message_part;
-  } cases[] = {
+  const std::tuple<std::string, int, const char*> cases[] = {
       {r4 + "\"x\"=\"open\n", 3, "closing quote"},
       {r4 + "\"x\"=\"a\\b\"\n", 3, "escape"},
       {r4 + "\"x\"=\"a\" tail\n", 3, "after the closing quote"},
@@ -40,12 +37,11 @@ TEST(ParseRegFile, ReportsTheLineOfEachMistake) {
       {v5 + "\n\"x\"=\"\xE9\"\r\n", 4, "UTF-8"},  // 5.00 without UTF-16
       {"Windows Registry Editor Version 4.00\n", 1, "not a registry file"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [text, line, message_part] : cases) {
     RegFileError error;
-    EXPECT_FALSE(ParseRegFile(c.text, &error)) << c.text;
-    EXPECT_EQ(error.line, c.line) << c.text;
-    EXPECT_NE(error.message.find(c.message_part), std::string::npos)
-        << c.text << " gave: " << error.message;
+    EXPECT_FALSE(ParseRegFile(text, &error)) << text;
+    EXPECT_EQ(error.line, line) << text;
+    EXPECT_NE(error.message.find(message_part), std::string::npos) << text << ": " << error.message;
   }
 }
 
@@ -57,10 +53,8 @@ std::vector<std::string> BothEncodings(const std::string& text) {
 TEST(ParseRegFile, FilesInUtf8AndUtf16FollowTheSameRulesForNuls) {
   const std::string v5 = "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\A]\r\n";
   const std::string nul_line(1 << 20, '\0');
-  const struct {
-    std::string body;
-    int line;  // 0: the file is taken
-  } cases[] = {
+  const std::pair<std::string, int> cases[] = {
+      // the line of the NUL; 0: the file is taken
       {"\"a\0b\"=\"1\"\r\n"s, 4},             // in a value name
       {"[HKEY_CURRENT_USER\\A\0B]\r\n"s, 4},  // in a key name
       {"\r\n\"a\"=\"1\0 2\"\r\n"s, 5},        // in a quoted text
@@ -68,15 +62,14 @@ TEST(ParseRegFile, FilesInUtf8AndUtf16FollowTheSameRulesForNuls) {
       {"\"x\"=\"1\"\r\n" + nul_line, 0},      // padding at the end
       {"\"x\"=\"1\"\r\n\0\0\0"s, 0},
   };
-  for (const auto& c : cases) {
-    for (const std::string& file : BothEncodings(v5 + c.body)) {
+  for (const auto& [body, line] : cases) {
+    for (const std::string& file : BothEncodings(v5 + body)) {
       SCOPED_TRACE(testing::Message()
-                   << "line " << c.line << (file[0] == 'W' ? " UTF-8" : " UTF-16"));
+                   << "line " << line << (file[0] == 'W' ? " UTF-8" : " UTF-16"));
       RegFileError error;
-      const auto parsed = ParseRegFile(file, &error);
-      EXPECT_EQ(parsed.has_value(), c.line == 0);
-      if (c.line != 0) {
-        EXPECT_EQ(error.line, c.line);
+      EXPECT_EQ(ParseRegFile(file, &error).has_value(), line == 0);
+      if (line != 0) {
+        EXPECT_EQ(error.line, line);
         EXPECT_NE(error.message.find("NUL"), std::string::npos) << error.message;
       }
     }
@@ -91,21 +84,18 @@ TEST(ParseRegFile, RefusesTextThatIsNoCharacters) {
                                             "Windows Registry Editor Version 5.00\r\n\r\n"
                                             "[HKEY_CURRENT_USER\\A]\r\n\"x\"=\"");
   const std::string tail = Utf8ToUtf16Le("\"\r\n");
-  const struct {
-    std::string file;
-    const char* message_part;
-  } cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {head + "\x00\xD8"s + tail, "lone surrogate"},  // a high surrogate alone
       {head + "\x80\xDC"s + tail, "lone surrogate"},  // a low one
       {"Windows Registry Editor Version "
        "5.00\r\n\r\n[HKEY_CURRENT_USER\\A]\r\n\"x\"=\"\xED\xA0\x80\"",
        "not valid UTF-8"},  // a surrogate written in UTF-8
   };
-  for (const auto& c : cases) {
+  for (const auto& [file, message_part] : cases) {
     RegFileError error;
-    EXPECT_FALSE(ParseRegFile(c.file, &error));
+    EXPECT_FALSE(ParseRegFile(file, &error));
     EXPECT_EQ(error.line, 4);
-    EXPECT_NE(error.message.find(c.message_part), std::string::npos) << error.message;
+    EXPECT_NE(error.message.find(message_part), std::string::npos) << error.message;
   }
   // Data given as bytes stay what they are, a lone surrogate too.
   RegFileError error;

@@ -91,9 +91,7 @@ TEST_P(SampleMemoriesTest, EveryDoseAndEveryPrintedGlucoseValueReachesTheFiles) 
                                       "DefaultTypeInsulin" + std::to_string(slot),
                                       std::to_string(slot_types[slot]));
   }
-  json fast = memory;
-  fast["ms_per_record"] = 0;
-  installation.UseMemory(fast.dump());
+  installation.UseSample(file);
   ASSERT_EQ(installation.Import({"Diary", "5", "1", std::to_string(meter_id)}), kBatchDone)
       << installation.err.str();
 

@@ -12,14 +12,14 @@
 namespace mi {
 namespace {
 
+// RoundToInt16 and MultiplyInt16 are decoders_test.cpp's: halves to even,
+// overflows and NaN end a category there.
 TEST(TextToWholeNumbers, SixteenBitRoundsHalvesToEvenAndFailsOnOverflowOrJunk) {
   const std::pair<const char*, std::optional<int16_t>> cases[] = {
-      {"12", 12},     {"  12\t", 12},       {"+7", 7},          {"-3", -3},      {"100.5", 100},
-      {"101.5", 102}, {"-2.5", -2},         {"2.51", 3},        {"1,5", 2},      {"0.5", 0},
-      {"1e3", 1000},  {"32767", 32767},     {"-32768", -32768}, {"32767.5", {}}, {"32768", {}},
-      {"-32769", {}}, {"-32768.5", -32768}, {"", {}},           {"   ", {}},     {"12abc", {}},
-      {"COM3", {}},   {"1.2.3", {}},        {"0x10", {}},       {"1e", {}},      {"-", {}},
-      {".", {}},      {"1 2", {}},          {"inf", {}},        {"nan", {}},     {"1e400", {}},
+      {"  12\t", 12}, {"+7", 7},     {"100.5", 100},       {"101.5", 102},  {"-2.5", -2},
+      {"1,5", 2},     {"1e3", 1000}, {"-32768.5", -32768}, {"32767.5", {}}, {"-32769", {}},
+      {"", {}},       {"12abc", {}}, {"1.2.3", {}},        {"0x10", {}},    {"1e", {}},
+      {"1 2", {}},    {"inf", {}},   {"nan", {}},
   };
   for (const auto& [text, expected] : cases) {
     EXPECT_EQ(ToInt16(text), expected) << "text: \"" << text << "\"";
@@ -27,18 +27,6 @@ TEST(TextToWholeNumbers, SixteenBitRoundsHalvesToEvenAndFailsOnOverflowOrJunk) {
   EXPECT_EQ(ToInt32("-2147483648"), std::numeric_limits<int32_t>::min());
   EXPECT_EQ(ToInt32("2147483648"), std::nullopt);
   EXPECT_EQ(ToInt32(" 4.5 "), 4);
-}
-
-TEST(TextToWholeNumbers, RoundingOfNumbersAndCheckedProducts) {
-  EXPECT_EQ(RoundToInt16(123.5), 124);
-  EXPECT_EQ(RoundToInt16(122.5), 122);
-  EXPECT_EQ(RoundToInt16(-0.5), 0);
-  EXPECT_EQ(RoundToInt16(40000.0), std::nullopt);
-  EXPECT_EQ(RoundToInt16(std::nan("")), std::nullopt);
-  EXPECT_EQ(MultiplyInt16(100, 12), 1200);
-  EXPECT_EQ(MultiplyInt16(3000, 12), std::nullopt);
-  EXPECT_EQ(MultiplyInt16(-32768, 1), -32768);
-  EXPECT_EQ(MultiplyInt16(-32768, -1), std::nullopt);
 }
 
 TEST(LeadingNumberOfText, ReadsAsFarAsANumberGoes) {
@@ -87,13 +75,6 @@ TEST(SingleDefaultText, SevenSignificantDigitsWithoutTrailingZeros) {
   EXPECT_EQ(SingleText(12345678, '.'), "1.234568E+07");
   for (const auto& [value, expected] : cases) EXPECT_EQ(SingleText(value, '.'), expected) << value;
   EXPECT_EQ(SingleText(6.2f, ','), "6,2");
-}
-
-TEST(LocalDecimal, ReplacesBothSeparators) {
-  EXPECT_EQ(ToLocalDecimal("3,5", '.'), "3.5");
-  EXPECT_EQ(ToLocalDecimal("3.5", ','), "3,5");
-  EXPECT_EQ(ToLocalDecimal("3,5", ','), "3,5");
-  EXPECT_EQ(ToLocalDecimal("1.000,5", '.'), "1.000.5");
 }
 
 TEST(DateValues, CountDaysFromTheEndOf1899AndRollOverLikeACalendar) {

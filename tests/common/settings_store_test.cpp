@@ -1,91 +1,66 @@
 #include "common/settings_store.h"
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <functional>
-#include <optional>
+#include <tuple>
 
+#include "support/hive_damage.h"
 #include "support/test_hives.h"
 
 namespace mi {
 namespace {
 
+using namespace std::string_literals;
+using test::HiveLock;
+using test::RegularFileBytes;
+using test::Sql;
 using test::TestHives;
 
 constexpr const char* kKey = "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
 
 TEST(TrimControlChars, TrimsCodesBelowTwentyAndBlanksAtBothEnds) {
-  struct Case {
-    std::string text;
-    std::string expected;
-  };
-  const Case cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"", ""},
-      {std::string("\0", 1), ""},
-      {std::string("\0abc", 4), ""},
+      {"\0abc"s, ""},
       {" \t abc \r\n", "abc"},
-      {"\x13"
-       "abc",
-       "abc"},
-      {"\x14"
-       "abc\x19",
-       "\x14"
-       "abc\x19"},  // 20 and above stay
+      {"\023abc", "abc"},
+      {"\024abc\031", "\024abc\031"},  // 20 and above stay
       {"a b", "a b"},
-      {std::string("5\0\r\n", 4), "5"},
+      {"5\0\r\n"s, "5"},
       {"   ", ""},
   };
-  for (const auto& c : cases) EXPECT_EQ(TrimControlChars(c.text), c.expected);
+  for (const auto& [text, expected] : cases) EXPECT_EQ(TrimControlChars(text), expected);
 }
 
+// How the meter control's registration is read.
 TEST(StripAtNul, CutsAtTheFirstNul) {
-  EXPECT_EQ(StripAtNul(std::string("COM1\0junk\0", 10)), "COM1");
-  EXPECT_EQ(StripAtNul("COM1"), "COM1");
-  EXPECT_EQ(StripAtNul(std::string("\0x", 2)), "");
+  EXPECT_EQ(StripAtNul("COM1\0junk\0"s) + StripAtNul("COM1") + StripAtNul("\0x"s), "COM1COM1");
 }
 
 TEST(ReadSetting, CleansWhatTheRegistryHolds) {
   TestHives h;
-  h.user_writer.SetValue(kKey, "COM", kRegSz, std::string("5\0\r\n", 4));
-  h.user_writer.SetValue(kKey, "Number", kRegDword, std::string("\x07\0\0\0", 4));
-  h.user_writer.SetValue(kKey, "Negative", kRegDword, std::string("\xff\xff\xff\xff", 4));
-  h.user_writer.SetValue(kKey, "Expand", kRegExpandSz, std::string("$HOME/x\0", 8));
-  h.user_writer.SetValue(kKey, "Binary", kRegBinary, "\x01\x02");
-  h.user_writer.SetValue(kKey, "Multi", kRegMultiSz, std::string("a\0b\0\0", 5));
-  h.user_writer.SetValue(kKey, "Code25", kRegSz, std::string("ab\x19\0", 4));
-  h.user_writer.SetValue(kKey, "Blanks", kRegSz, std::string(" \t\r\0", 4));
-
-  struct Case {
-    const char* name;
-    const char* expected;
+  const std::tuple<const char*, uint32_t, std::string, const char*> values[] = {
+      {"COM", kRegSz, "5\0\r\n"s, "5"},
+      {"Code25", kRegSz, "ab\x19\0"s, "ab\x19"},
+      {"Blanks", kRegSz, " \t\r\0"s, "default"},
+      {"Number", kRegDword, "\x07\0\0\0"s, "7"},
+      {"Negative", kRegDword, "\xff\xff\xff\xff"s, "-1"},
+      {"Expand", kRegExpandSz, "$HOME/x\0"s, "$HOME/x"},  // as stored, not expanded
+      {"Binary", kRegBinary, "\x01\x02", "default"},
+      {"Multi", kRegMultiSz, "a\0b\0\0"s, "default"},
   };
-  const Case cases[] = {
-      {"COM", "5"},
-      {"com", "5"},  // names compare without regard to case
-      {"Number", "7"},
-      {"Negative", "-1"},
-      {"Expand", "$HOME/x"},  // returned as stored,
-                              // not expanded
-      {"Binary", "default"},
-      {"Multi", "default"},
-      {"Code25", "ab\x19"},
-      {"Blanks", "default"},
-  };
-  for (const auto& c : cases) {
+  for (const auto& [name, type, data, expected] : values) {
+    h.user_writer.SetValue(kKey, name, type, data);
     std::string value = "default";
-    EXPECT_TRUE(h.store.ReadSetting(Root::kUser, kKey, c.name, value)) << c.name;
-    EXPECT_EQ(value, c.expected) << c.name;
+    EXPECT_TRUE(h.store.ReadSetting(Root::kUser, kKey, name, value)) << name;
+    EXPECT_EQ(value, expected) << name;
   }
-}
-
-TEST(ReadSetting, MissingKeyOrValueLeavesTheDefaultAndReportsFalse) {
-  TestHives h;
+  EXPECT_EQ(h.store.ReadUser(kKey, "com", ""), "5");  // names compare without regard to case
+  // A value or key that is not there leaves the default.
   std::string value = "default";
-  EXPECT_FALSE(h.store.ReadSetting(Root::kUser, kKey, "COM", value));
-  h.SetUserText(kKey, "Other", "1");
-  EXPECT_FALSE(h.store.ReadSetting(Root::kUser, kKey, "COM", value));
+  EXPECT_FALSE(h.store.ReadSetting(Root::kUser, kKey, "Missing", value));
   EXPECT_FALSE(h.store.ReadSetting(Root::kMachine, kKey, "COM", value));
   EXPECT_EQ(value, "default");
 }
@@ -95,17 +70,13 @@ TEST(WriteSetting, StoresTextWithItsNulAndAnEmptyTextAsOneBlank) {
   EXPECT_TRUE(h.store.WriteSetting(Root::kUser, kKey, "COM", "3"));
   EXPECT_TRUE(h.store.WriteSetting(Root::kUser, kKey, "Empty", ""));
   EXPECT_TRUE(h.store.WriteSetting(Root::kUser, kKey, "Port", int64_t{-1}));
-
-  auto com = h.user_writer.GetValue(kKey, "COM");
-  ASSERT_TRUE(com);
-  EXPECT_EQ(com->type, kRegSz);
-  EXPECT_EQ(com->data, std::string("3\0", 2));
-  EXPECT_EQ(h.user_writer.GetValue(kKey, "Empty")->data, std::string(" \0", 2));
-  EXPECT_EQ(h.user_writer.GetValue(kKey, "Port")->data, std::string("-1\0", 3));
-
-  std::string value = "default";
-  EXPECT_TRUE(h.store.ReadSetting(Root::kUser, kKey, "Empty", value));
-  EXPECT_EQ(value, "default");  // the blank reads as nothing
+  for (const auto& [name, data] :
+       {std::pair{"COM", "3\0"s}, {"Empty", " \0"s}, {"Port", "-1\0"s}}) {
+    const auto stored = h.user_writer.GetValue(kKey, name);
+    ASSERT_TRUE(stored) << name;
+    EXPECT_EQ(std::pair(stored->type, stored->data), std::pair(uint32_t{kRegSz}, data)) << name;
+  }
+  EXPECT_EQ(h.store.ReadUser(kKey, "Empty", "default"), "default");  // the blank reads as nothing
 }
 
 TEST(Keys, CreatedWithTheirParentsOnlyInTheUserHiveWhichIsOwnerOnly) {
@@ -128,6 +99,7 @@ TEST(Keys, CreatedWithTheirParentsOnlyInTheUserHiveWhichIsOwnerOnly) {
 TEST(MachineThenUser, LastNonEmptyValueWins) {
   TestHives h;
   EXPECT_EQ(h.store.ReadMachineThenUser(kKey, "A", "dflt"), "dflt");
+  EXPECT_TRUE(h.store.TakeNotices().empty());  // hives not there are no problem
   h.SetMachineText(kKey, "A", "machine");
   EXPECT_EQ(h.store.ReadMachineThenUser(kKey, "A", "dflt"), "machine");
   h.SetUserText(kKey, "A", "");
@@ -138,50 +110,6 @@ TEST(MachineThenUser, LastNonEmptyValueWins) {
   EXPECT_EQ(h.store.ReadMachineThenUser(kKey, "A", "dflt"), "user");
   EXPECT_EQ(h.store.ReadMachine(kKey, "A", "dflt"), "machine");
   EXPECT_EQ(h.store.ReadUser(kKey, "A", "dflt"), "user");
-}
-
-TEST(BrokenHives, ReadLikeAnEmptyRootAndNeverThrow) {
-  TestHives h;
-  test::WriteFile(h.paths.machine, std::string(4096, '\x5a'));
-  test::WriteFile(h.paths.user, "SQLite format 3\0 but then nothing sensible");
-  std::string value = "default";
-  EXPECT_FALSE(h.store.KeyExists(Root::kMachine, kKey));
-  EXPECT_FALSE(h.store.ReadSetting(Root::kMachine, kKey, "COM", value));
-  EXPECT_FALSE(h.store.ReadSetting(Root::kUser, kKey, "COM", value));
-  EXPECT_FALSE(h.store.WriteSetting(Root::kUser, kKey, "COM", "1"));
-  EXPECT_EQ(value, "default");
-  EXPECT_EQ(h.store.ReadMachineThenUser(kKey, "COM", "1"), "1");
-}
-
-// Another program's connection to a hive, holding it under an exclusive lock.
-class HiveLock {
- public:
-  explicit HiveLock(const std::filesystem::path& file) {
-    locked_ = sqlite3_open(file.c_str(), &db_) == SQLITE_OK &&
-              sqlite3_exec(db_, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) == SQLITE_OK;
-  }
-  ~HiveLock() { sqlite3_close(db_); }  // rolls back
-  HiveLock(const HiveLock&) = delete;
-  HiveLock& operator=(const HiveLock&) = delete;
-  bool locked() const { return locked_; }
-
- private:
-  sqlite3* db_ = nullptr;
-  bool locked_ = false;
-};
-
-// The bytes of a regular file (never opening a FIFO or a device), else "".
-std::string RegularFileBytes(const std::filesystem::path& file) {
-  return std::filesystem::is_regular_file(std::filesystem::symlink_status(file))
-             ? test::ReadFile(file)
-             : std::string();
-}
-
-void Sql(const std::filesystem::path& file, const char* sql) {
-  sqlite3* db = nullptr;
-  ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
-  EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-  sqlite3_close(db);
 }
 
 TEST(UnusableHives, ALockedUserHiveIsFoundLockedOnceAndReadsAsEmptyForTheRun) {
@@ -213,69 +141,47 @@ TEST(UnusableHives, ALockedUserHiveIsFoundLockedOnceAndReadsAsEmptyForTheRun) {
 }
 
 TEST(UnusableHives, ReadAsEmptyWithOneNoticeNamingTheHiveAndWhy) {
-  using Kind = HiveProblem::Kind;
-  using Make = std::function<void(const std::filesystem::path&)>;
-  const struct {
-    const char* what;
-    Make make;
-    std::optional<Kind> kind;  // any kind, as long as the reads return
-    const char* reason;
-  } cases[] = {
-      {"FIFO", [](const auto& f) { ::mkfifo(f.c_str(), 0600); }, Kind::kNotAFile,
-       "is a FIFO, not a regular file"},
-      {"folder", [](const auto& f) { std::filesystem::create_directories(f); }, Kind::kNotAFile,
-       "is a folder, not a regular file"},
-      {"link to a FIFO",
-       [](const auto& f) {
-         ::mkfifo((f.string() + ".fifo").c_str(), 0600);
-         std::filesystem::create_symlink(f.string() + ".fifo", f);
-       },
-       Kind::kNotAFile, "is a symbolic link to a FIFO, not a regular file"},
-      {"link to a device", [](const auto& f) { std::filesystem::create_symlink("/dev/zero", f); },
-       Kind::kNotAFile, "is a symbolic link to a device, not a regular file"},
-      {"not a database", [](const auto& f) { test::WriteFile(f, std::string(4096, 'Z')); },
-       Kind::kDamaged, "is damaged ("},
-      {"another program's database",
-       [](const auto& f) { Sql(f, "CREATE TABLE settings(name, value)"); }, Kind::kForeign,
-       "is an SQLite database of another program"},
-      {"a FIFO as its journal",
-       [](const auto& f) {
-         Hive(f, Hive::Mode::kReadWrite).SetValue("K", "v", kRegSz, std::string("1\0", 2));
-         ::mkfifo((f.string() + "-journal").c_str(), 0600);
-       },
-       std::nullopt, ""},
-  };
+  // settings_tool_test.cpp has a FIFO and another program's database.
+  const std::tuple<const char*, std::function<void(const std::filesystem::path&)>, const char*>
+      cases[] = {
+          {"link to a FIFO",
+           [](const auto& f) {
+             ::mkfifo((f.string() + ".fifo").c_str(), 0600);
+             std::filesystem::create_symlink(f.string() + ".fifo", f);
+           },
+           "is a symbolic link to a FIFO, not a regular file"},
+          {"link to a device",
+           [](const auto& f) { std::filesystem::create_symlink("/dev/zero", f); },
+           "is a symbolic link to a device, not a regular file"},
+          {"not a database", [](const auto& f) { test::WriteFile(f, std::string(4096, 'Z')); },
+           "is damaged ("},
+          {"a FIFO as its journal",  // any reason, as long as the reads return
+           [](const auto& f) {
+             Hive(f, Hive::Mode::kReadWrite).SetValue("K", "v", kRegSz, "1\0"s);
+             ::mkfifo((f.string() + "-journal").c_str(), 0600);
+           },
+           ""},
+      };
   for (const Root broken : {Root::kMachine, Root::kUser}) {
-    for (const auto& c : cases) {
-      SCOPED_TRACE(std::string(c.what) +
-                   (broken == Root::kUser ? " as user hive" : " as machine hive"));
+    const bool user = broken == Root::kUser;
+    for (const auto& [what, make, reason] : cases) {
+      SCOPED_TRACE(std::string(what) + (user ? " as user hive" : " as machine hive"));
       TestHives h;
-      const auto& file = broken == Root::kUser ? h.paths.user : h.paths.machine;
+      const auto& file = user ? h.paths.user : h.paths.machine;
       std::filesystem::create_directories(file.parent_path());
-      c.make(file);
+      make(file);
       const std::string before = RegularFileBytes(file);
-      if (broken == Root::kUser) {
-        h.SetMachineText(kKey, "COM", "machine");
-      } else {
-        h.SetUserText(kKey, "COM", "user");
-      }
+      (user ? h.machine_writer : h.user_writer).SetValue(kKey, "COM", kRegSz, "other\0"s);
       SettingsStore store(h.paths);
-      EXPECT_EQ(store.ReadMachineThenUser(kKey, "COM", "default"),
-                broken == Root::kUser ? "machine" : "user");
+      EXPECT_EQ(store.ReadMachineThenUser(kKey, "COM", "default"), "other");
       EXPECT_FALSE(store.KeyExists(broken, kKey));
-      if (broken == Root::kUser) {
-        EXPECT_FALSE(store.WriteSetting(Root::kUser, kKey, "COM", "3"));
-      }
-      const auto& problem = store.hive(broken).problem();
-      ASSERT_TRUE(problem);
-      if (c.kind) {
-        EXPECT_EQ(problem->kind, *c.kind);
-      }
+      EXPECT_FALSE(user && store.WriteSetting(Root::kUser, kKey, "COM", "3"));
+      EXPECT_TRUE(store.hive(broken).problem());
       const auto notices = store.TakeNotices();
       ASSERT_EQ(notices.size(), 1u);
-      EXPECT_NE(notices[0].find(broken == Root::kUser ? "HKEY_CURRENT_USER" : "HKEY_LOCAL_MACHINE"),
-                std::string::npos);
-      EXPECT_NE(notices[0].find("the hive " + file.string() + " " + c.reason), std::string::npos)
+      EXPECT_TRUE(notices[0].starts_with(std::string("the settings of ") +
+                                         (user ? "HKEY_CURRENT_USER" : "HKEY_LOCAL_MACHINE") +
+                                         " are not used: the hive " + file.string() + " " + reason))
           << notices[0];
       EXPECT_TRUE(store.TakeNotices().empty());
       EXPECT_EQ(RegularFileBytes(file), before);
@@ -283,31 +189,11 @@ TEST(UnusableHives, ReadAsEmptyWithOneNoticeNamingTheHiveAndWhy) {
   }
 }
 
-TEST(UnusableHives, AMissingHiveIsNoProblem) {
-  TestHives h;
-  EXPECT_EQ(h.store.ReadMachineThenUser(kKey, "COM", "1"), "1");
-  EXPECT_TRUE(h.store.TakeNotices().empty());
-  EXPECT_TRUE(h.store.WriteSetting(Root::kUser, kKey, "COM", "3"));
-  EXPECT_EQ(h.store.ReadUser(kKey, "COM", "1"), "3");
-}
-
-TEST(HiveTransactions, ARolledBackImportLeavesNothingBehind) {
-  TestHives h;
-  h.SetUserText(kKey, "Kept", "1");
-  ASSERT_TRUE(h.user_writer.Begin());
-  h.user_writer.SetValue(kKey, "Kept", kRegSz, std::string("2\0", 2));
-  h.user_writer.SetValue("SOFTWARE\\New", "X", kRegSz, std::string("y\0", 2));
-  h.user_writer.Rollback();
-  EXPECT_EQ(h.store.ReadUser(kKey, "Kept", ""), "1");
-  EXPECT_FALSE(h.store.KeyExists(Root::kUser, "SOFTWARE\\New"));
-}
-
 TEST(HiveKeys, KeysThatLoopInADamagedFileEndEveryWalk) {
   TestHives h;
   h.SetUserText("A\\B", "v", "1");
   h.SetUserText("Other", "w", "2");
-  // A key with the root's number lies below itself, and so does all below it.
-  Sql(h.paths.user, "INSERT INTO keys(id, parent, name) VALUES(0, 0, 'Loop')");
+  Sql(h.paths.user, test::kLoopedKeySql);
 
   Hive whole(h.paths.user, Hive::Mode::kReadWrite);
   EXPECT_FALSE(whole.Subtree(""));
@@ -331,19 +217,6 @@ TEST(HiveKeys, KeysThatLoopInADamagedFileEndEveryWalk) {
   EXPECT_TRUE(sound.DeleteKey("A"));
   EXPECT_EQ(*sound.SubKeys(""), (std::vector<std::string>{"Loop", "Other"}));
   EXPECT_FALSE(sound.problem());
-}
-
-TEST(HiveKeys, DeletingAKeyTakesEverythingBelowIt) {
-  TestHives h;
-  h.SetUserText("A\\B\\C", "v", "1");
-  h.SetUserText("A\\B", "w", "2");
-  h.SetUserText("A\\D", "x", "3");
-  EXPECT_TRUE(h.user_writer.DeleteKey("a\\b"));
-  EXPECT_FALSE(h.store.KeyExists(Root::kUser, "A\\B\\C"));
-  EXPECT_FALSE(h.store.KeyExists(Root::kUser, "A\\B"));
-  EXPECT_EQ(h.store.ReadUser("A\\D", "x", ""), "3");
-  EXPECT_EQ(*h.user_writer.SubKeys("A"), std::vector<std::string>{"D"});
-  EXPECT_FALSE(h.user_writer.DeleteKey("A\\B"));
 }
 
 }  // namespace

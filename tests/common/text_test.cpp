@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -15,6 +16,7 @@ using namespace std::string_literals;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 
+// UTF-16 is settings_tool_test.cpp's: its .reg files carry odd bytes there and back.
 TEST(TextEncoding, Windows1252ToUtf8AndBack) {
   const std::pair<std::string, std::string> cases[] = {
       {"plain", "plain"},
@@ -40,28 +42,15 @@ TEST(TextEncoding, WhatWindows1252CannotHoldBecomesAQuestionMark) {
   for (const auto& [text, bytes] : cases) EXPECT_EQ(Utf8ToWindows1252(text), bytes) << text;
 }
 
-// settings_tool_test.cpp round-trips .reg files through UTF-16.
-TEST(TextEncoding, AnyBytesSurviveUtf16) {
-  EXPECT_EQ(Utf8ToUtf16Le("A\xC3\xA9\xF0\x9F\x98\x80"), "A\0\xE9\0\x3D\xD8\x00\xDE"s);
-  EXPECT_EQ(Utf8ToUtf16Le("\xE9"), "\xE9\xDC"s);  // an invalid byte as U+DCE9
-  for (const std::string& bytes : {"\x80\xFF latin"s, "\xED\xA0\x80 surrogate"s, "n\0ul\0"s}) {
-    EXPECT_EQ(Utf16LeToUtf8(Utf8ToUtf16Le(bytes)), bytes) << bytes;
-  }
-  EXPECT_EQ(FindInvalidUtf8("\xC3\xA9\xF4\x90\x80\x80"), 2u);  // above U+10FFFF
-}
-
 TEST(SplitText, CutsAtTheSeparatorAndReturnsTheLastIndex) {
-  struct Case {
-    const char* text;
-    std::vector<std::string> parts;
-  } const cases[] = {
+  const std::pair<const char*, std::vector<std::string>> cases[] = {
       {"a|b|", {"a", "b"}},  // a separator at the end gives no empty last element
       {"a||b", {"a", "", "b"}}, {"caption", {"caption"}}, {"|tip", {"", "tip"}}, {"||", {"", ""}},
   };
-  for (const Case& c : cases) {
+  for (const auto& [text, expected] : cases) {
     std::vector<std::string> parts;
-    EXPECT_EQ(SplitText(c.text, parts, '|'), static_cast<int16_t>(c.parts.size() - 1)) << c.text;
-    EXPECT_THAT(parts, ElementsAreArray(c.parts)) << c.text;
+    EXPECT_EQ(SplitText(text, parts, '|'), static_cast<int16_t>(expected.size() - 1)) << text;
+    EXPECT_THAT(parts, ElementsAreArray(expected)) << text;
   }
   std::vector<std::string> parts = {"old"};
   EXPECT_EQ(SplitText("", parts, '|'), -1);
@@ -69,13 +58,8 @@ TEST(SplitText, CutsAtTheSeparatorAndReturnsTheLastIndex) {
 }
 
 TEST(ReplaceAll, ReplacesWithoutRegardToCaseCountsAndRefusesEndlessReplacements) {
-  struct Case {
-    std::string text;
-    const char* find;
-    const char* replacement;
-    std::string expected;
-    int16_t count;
-  } const cases[] = {
+  // The text, what to find, its replacement, the text after and the count.
+  const std::tuple<std::string, const char*, const char*, std::string, int16_t> cases[] = {
       {"lL12l", "L", "", "12", 3},  // how a localisation tag loses its letters
       {"Hello HELLO hello", "hello", "bye", "bye bye bye", 3},
       {"aaaa", "aa", "b", "bb", 2},
@@ -86,10 +70,10 @@ TEST(ReplaceAll, ReplacesWithoutRegardToCaseCountsAndRefusesEndlessReplacements)
       {"xaAbcx", "a", "bAb", "xaAbcx", 0},
       {"xaAbcx", "", "x", "xaAbcx", 0},
   };
-  for (const Case& c : cases) {
-    std::string text = c.text;
-    EXPECT_EQ(ReplaceAll(text, c.find, c.replacement), c.count) << c.text << " " << c.find;
-    EXPECT_EQ(text, c.expected) << c.text << " " << c.find;
+  for (const auto& [before, find, replacement, after, count] : cases) {
+    std::string text = before;
+    EXPECT_EQ(ReplaceAll(text, find, replacement), count) << before << " " << find;
+    EXPECT_EQ(text, after) << before << " " << find;
   }
 }
 

@@ -31,12 +31,6 @@ class ImportPackageTest : public ::testing::Test {
     return WriteImportPackage(folder.empty() ? ImportDir() : folder, 17, single_file,
                               test::Header(), records_, clock_, progress_, '.');
   }
-  std::set<std::string> Files() {
-    std::set<std::string> names;
-    for (const auto& file : std::filesystem::directory_iterator(dir_.path()))
-      names.insert(file.path().filename());
-    return names;
-  }
   std::string Single() { return test::MaskMomentOfWriting(ReadFile(dir_ / kSingleName)); }
 
   test::TempDir dir_;
@@ -63,7 +57,7 @@ TEST_F(ImportPackageTest, SingleFileHoldsOnlyTheCategoriesWithDataInOrder) {
   records_.intakes[1].date = test::Date(2003, 2, 1);
   for (int run = 0; run < 2; ++run) {
     const ImportPackageResult result = Write(true);
-    EXPECT_EQ(Files(), std::set<std::string>{kSingleName});
+    EXPECT_EQ(test::FileNames(dir_.path()), std::set<std::string>{kSingleName});
     EXPECT_EQ(Single(), test::MaskMomentOfWriting(test::Golden("single_glucose_insulin.golden")));
     for (const std::string& name : result.file_names) EXPECT_EQ(name, ImportDir() + kSingleName);
     EXPECT_FALSE(result.writers[2].written);
@@ -82,7 +76,7 @@ TEST_F(ImportPackageTest, EachCategoryWithDataGetsItsOwnFileAndStamp) {
   // The glucose writer read the clock in between, so the stamps differ.
   EXPECT_EQ(glucose.substr(0, 3) + lab.substr(0, 11), "BG_LABORATORY_");
   EXPECT_NE(glucose.substr(3, 14), lab.substr(11, 14));
-  EXPECT_EQ(Files(), (std::set<std::string>{glucose, lab}));
+  EXPECT_EQ(test::FileNames(dir_.path()), (std::set<std::string>{glucose, lab}));
 }
 
 TEST_F(ImportPackageTest, MissingImportFolderWritesNothingAndDoesNotStop) {
@@ -91,7 +85,7 @@ TEST_F(ImportPackageTest, MissingImportFolderWritesNothingAndDoesNotStop) {
     EXPECT_FALSE(result.writers[0].save_failures.empty());
     EXPECT_FALSE(result.writers[1].save_failures.empty());  // the later category was still tried
   }
-  EXPECT_TRUE(Files().empty());
+  EXPECT_TRUE(test::FileNames(dir_.path()).empty());
 }
 
 TEST_F(ImportPackageTest, RelativeImportFolderLandsInTheDataDirectory) {

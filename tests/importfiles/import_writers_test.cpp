@@ -164,15 +164,14 @@ TEST_F(ImportWriterTest, ProfileApiStorageWritesKeysInOrderAndStorageMethodOne) 
             "Until=02022003\r\nNUMSKIPS=1\r\nSTORAGEMETHOD=1\r\n");
 }
 
-// The golden files hold the prefixes "P" and none, and a type without a value.
-TEST(DataLineTest, TrailingSeparatorsVanishAndLabValuesTakeTheSeparator) {
+// The golden files hold the prefixes "P" and none, a type without a value and
+// laboratory values with the user's separator.
+TEST(DataLineTest, TrailingSeparatorsVanishAndEventsNotAbove0StayEmpty) {
   GlucoseRecord record{.date = Date(2003, 2, 1), .bg = -7, .comment = "|x|"};
   // No escaping: a "|" ending the text is stripped like an empty field's.
   EXPECT_EQ(GlucoseLine(record), "01022003|0000|-7||||x");
   record = {.date = Date(2003, 2, 1), .event = -2, .skip = -1};  // event not above 0: empty
   EXPECT_EQ(GlucoseLine(record), "01022003|0000|0|||||1");
-  const LabRecord lab{.date = Date(2003, 2, 1), .hba = 5.75f};
-  EXPECT_EQ(LabLine(lab, '.'), "01022003|0000|5.75");
 }
 
 }  // namespace

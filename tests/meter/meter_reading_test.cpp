@@ -40,42 +40,29 @@ class MeterReadingTest : public ::testing::Test {
 
 // Kind 1 is read once for the four categories that use it, the laboratory
 // kinds in the order asked for; a failing laboratory read is a loss of that
-// kind only, not an empty kind.
+// kind only, not an empty kind (batch_test.cpp fails kind 1). Categories
+// switched off stay empty.
 TEST_F(MeterReadingTest, ReadsEachKindOnceAndAFailingLaboratoryReadLosesOnlyThatKind) {
   profile.available.fill(kTrue);
+  profile.available[kCategoryExercise] = kFalse;
+  profile.available[kCategoryPump] = kFalse;  // a category of its own
   control.fail_read_kinds = {5};
   const ReadingResult result = ReadMeter(connection, profile, request);
   ASSERT_EQ(result.outcome, ReadingOutcome::kRead);
   EXPECT_EQ(control.Calls(35), 4);
   EXPECT_FALSE(control.connected);
   ASSERT_EQ(result.records.lab.size(), 3u);
-  EXPECT_EQ(result.records.lab[0].chol, 201);
-  EXPECT_FLOAT_EQ(result.records.lab[1].hbac, 6.4f);
+  EXPECT_EQ(std::pair(result.records.lab[0].chol, result.records.lab[1].hbac),
+            std::pair(int16_t{201}, 6.4f));
   const DecodeStats& lab = *result.categories[Slot(RecordCategory::kLab)];
   EXPECT_EQ(lab.losses, std::vector<std::string>{
                             "{C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 35 (read data) failed "
                             "(record kind 5)"});
   EXPECT_EQ(std::pair(lab.raw_entries, lab.records), std::pair(2, 2));
   EXPECT_TRUE(result.categories[Slot(RecordCategory::kIntakes)]->losses.empty());
-}
-
-// Categories switched off stay empty; the others count what they read, made
-// and left out.
-TEST_F(MeterReadingTest, CountsWhatEachEnabledCategoryReadMadeAndLeftOut) {
-  profile.available[kCategoryGlucose] = kTrue;
-  profile.available[kCategoryInsulin] = kTrue;
-  const ReadingResult result = ReadMeter(connection, profile, request);
-  // batch_test.cpp checks the glucose counts.
-  const DecodeStats& insulin = *result.categories[Slot(RecordCategory::kInsulin)];
-  EXPECT_EQ(std::pair(insulin.raw_entries, insulin.records), std::pair(3, 1));
-  ASSERT_EQ(insulin.notes.size(), 1u);
-  EXPECT_EQ(insulin.notes[0].what, "left out: dose below 0 or not a number");
-  for (const RecordCategory off :
-       {RecordCategory::kIntakes, RecordCategory::kExercise, RecordCategory::kLab}) {
-    EXPECT_FALSE(result.categories[Slot(off)]);
-  }
-  EXPECT_TRUE(result.records.intakes.empty() && result.records.lab.empty());
-  EXPECT_EQ(control.Calls(40), 0);  // the pump is a category of its own
+  EXPECT_FALSE(result.categories[Slot(RecordCategory::kExercise)]);
+  EXPECT_TRUE(result.records.exercise.empty());
+  EXPECT_EQ(control.Calls(40), 0);
 }
 
 // Every record carries the meter's type, fetched through the identification

@@ -75,16 +75,15 @@ TEST_F(MeterProfileTest, InsulinNamesDefaultToTheLanguageTexts) {
             std::tuple("Regular", "Protaphan", "Lispro", ""));
 }
 
+// wizard_test.cpp offers the key with and without the vendor's driver.
 TEST_F(MeterProfileTest, IrKeyOnlyForItsModelsWithTheDriverInstalled) {
-  hives.SetMachineText(kKey, "UseIRKey", "1");
-  EXPECT_FALSE(Load(17).irKeyVisible);  // no driver yet
   hives.SetMachineText(kIrKeyDriverKey, "driver", "rdcom32.dll");
+  hives.SetMachineText(kKey, "UseIRKey", "1");
   MeterProfile p;
   p.irKeyValue = 1;
   LoadMeterProfile(p, hives.store, kKey, nullptr, 17, "");
   EXPECT_TRUE(p.irKeyVisible);
   EXPECT_EQ(p.irKeyValue, 0);  // cleared; "UseIRKey" is read from the user hive only
-
   hives.SetUserText(kKey, "UseIRKey", "1");
   for (int16_t model : std::initializer_list<int16_t>{12, 17, 49}) {
     p = Load(model);

@@ -48,12 +48,6 @@ TEST_F(PortProbeTest, DevicesComeInAStableOrderUsbFirst) {
   EXPECT_EQ(PortDevice(hives.store, 0, system), std::nullopt);
 }
 
-TEST_F(PortProbeTest, TheExplicitMapWins) {
-  test::WriteFile(system.dev / "ttyUSB0", "");
-  MapPort("/dev/serial/by-id/usb-Roche_cable", "com1");
-  EXPECT_EQ(PortDevice(hives.store, 1, system), "/dev/serial/by-id/usb-Roche_cable");
-}
-
 TEST_F(PortProbeTest, AFreePseudoTerminalIsAvailable) {
   test::PseudoTerminal pty;
   ASSERT_TRUE(pty.ok());

@@ -47,18 +47,13 @@ class SerialLinkTest : public ::testing::Test {
   int first_pass = 0;
 };
 
-TEST_F(SerialLinkTest, WaitMsProcessesEventsAtLeastOnce) {
-  link.waitMs(0);
-  EXPECT_EQ(pump.allowed(), std::vector<double>{0});
-  link.waitMs(250);
-  EXPECT_EQ(clock.now(), 1250);
-
-  // Without a clock and pump, the pump installed at the time of the call is used.
+// system_test.cpp checks the wait itself.
+TEST_F(SerialLinkTest, WaitMsUsesThePumpInstalledAtTheTimeOfTheCall) {
   SerialLink plain(port, cancel);
   SetDefaultEventPump(&pump);
-  plain.waitMs(0);
+  plain.waitMs(0);  // with the real clock: one pass
   SetDefaultEventPump(nullptr);
-  EXPECT_EQ(pump.passes(), 3);
+  EXPECT_EQ(pump.allowed(), std::vector<double>{0});
 }
 
 TEST_F(SerialLinkTest, WaitInWaitsOnceEvenWhenEnoughIsThereThenUntilEnoughHasArrived) {
@@ -116,42 +111,21 @@ TEST_F(SerialLinkTest, ReadOtbufEndsOnCancelWithWhatItHas) {
   EXPECT_EQ(port.InBufferCount(), 3);
 }
 
+// The sum is worked out and then compared with nothing: a damaged answer is
+// never rejected. The window never sets delimiters.
 TEST(CheckReading, SumsAllButTheLastCharacterWithoutWrappingAndAlwaysGivesZero) {
-  const struct {
-    std::string answer;
-    const char* sum;
-  } cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {"", "0"},
-      {"A", "0"},  // the last character is never summed
-      {"\x01\x02\x03", "3"},
-      {"\xFF\x01x", "FF"},      // 255 + 1 is left out
+      {"\x01\x02\x03", "3"},    // the last character is never summed
       {"\x80\x80\x7Fz", "FF"},  // 128 + 128 left out, then 128 + 127
-      {std::string("\0\xF0\0\x0F!", 5), "FF"},
   };
   int16_t cancel = kFalse;
   SerialPort closed;
   SerialLink link(closed, cancel);
-  for (const auto& c : cases) {
-    EXPECT_EQ(ExamineReading(c.answer).sum_hex, c.sum) << c.answer;
-    EXPECT_EQ(link.check_reading(c.answer), 0) << c.answer;
+  for (const auto& [answer, sum] : cases) {
+    EXPECT_EQ(ExamineReading(answer).sum_hex, sum) << answer;
+    EXPECT_EQ(link.check_reading(answer), 0) << answer;
   }
-
-  // The parts between delimiters; the window's own delimiters are empty.
-  const ReadingDelimiters framed{"\x02", "\x03", "\x04"};
-  const ReadingCheck first = ExamineReading(
-      "\x02"
-      "BODY\x03"
-      "7F\r",
-      framed);
-  const ReadingCheck second = ExamineReading(
-      "x\x02"
-      "AB\x04"
-      "12\r",
-      framed);
-  const ReadingCheck plain = ExamineReading("AB12");
-  EXPECT_EQ(first.body + "|" + first.transmitted, "BODY|7F");
-  EXPECT_EQ(second.body + "|" + second.transmitted, "AB|12");
-  EXPECT_EQ(plain.body + "|" + plain.transmitted, "|AB");
 }
 
 }  // namespace

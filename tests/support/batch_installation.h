@@ -13,6 +13,7 @@
 
 #include "app/meterimport-batch/batch.h"
 #include "meter/plugin_control.h"
+#include "support/sample_memory.h"
 #include "support/test_hives.h"
 
 namespace mi::test {
@@ -38,13 +39,19 @@ struct BatchInstallation {
     }
   }
 
-  // Registers the simulated control with this meter memory (JSON).
+  // Registers the simulated control with this meter memory (JSON), or with
+  // a shipped sample memory whose listed calls fail (sample_memory.h).
   void UseMemory(const std::string& memory) {
-    const std::filesystem::path file = hives.dir / "memory.json";
-    WriteFile(file, memory);
+    WriteFile(hives.dir / "memory.json", memory);
+    Register(hives.dir / "memory.json");
+  }
+  void UseSample(const std::string& sample, const std::string& fail = "[]") {
+    Register(SampleMemory(hives.dir.path(), sample, fail));
+  }
+  void Register(const std::filesystem::path& memory_file) {
     hives.SetMachineText(kMeterControlServerKey, "",
                          METERIMPORT_BINARY_DIR "/lib/libmeterctl-sim.so");
-    hives.SetMachineText(kMeterControlServerKey, "MemoryFile", file.string());
+    hives.SetMachineText(kMeterControlServerKey, "MemoryFile", memory_file.string());
   }
 
   // Runs meterimport-batch with these arguments (PRODUCTKEY SEQUENCE PORT METERID).

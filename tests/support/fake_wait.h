@@ -15,18 +15,12 @@ namespace mi::testing {
 class FakeMillisecondClock final : public MillisecondClock {
  public:
   explicit FakeMillisecondClock(double now = 0) : now_(now) {}
-  double Milliseconds() override {
-    ++reads_;
-    return now_;
-  }
+  double Milliseconds() override { return now_; }
   void Advance(double ms) { now_ += ms; }
-  void Set(double now) { now_ = now; }
   double now() const { return now_; }
-  int reads() const { return reads_; }
 
  private:
   double now_;
-  int reads_ = 0;
 };
 
 // On each pass: records the longest wait it was allowed, runs `on_pass` (a
