@@ -128,8 +128,7 @@ class WizardTest : public ::testing::Test {
   std::unique_ptr<frmMain> main;
 };
 
-// A sample memory of each meter family (tests/app/sample_memories_test.cpp
-// imports every one), through every screen of the wizard: the files are those
+// Every sample memory through every screen of the wizard: the files are those
 // that meterimport-batch writes for the same installation, and the result
 // screen shows the arrays' highest indexes. The setup is offered only to a
 // meter with a dialog.
@@ -179,14 +178,17 @@ TEST_P(EverySampleMemory, GoesThroughEveryScreenAndWritesWhatTheBatchWrites) {
   EXPECT_FALSE(wizard_files.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(OneMeterPerFamily, EverySampleMemory,
+INSTANTIATE_TEST_SUITE_P(Meters, EverySampleMemory,
                          ::testing::Values(std::pair{"accutrend-dm.json", int16_t{11}},
                                            std::pair{"accu-chek-sensor.json", int16_t{12}},
                                            std::pair{"accu-chek-sensor-complete.json", int16_t{13}},
                                            std::pair{"reflolux-s.json", int16_t{14}},
                                            std::pair{"accutrend-g-gc.json", int16_t{15}},
                                            std::pair{"glucotrend-premium.json", int16_t{16}},
-                                           std::pair{"accu-chek-compact.json", int16_t{24}}));
+                                           std::pair{"accu-chek-comfort.json", int16_t{17}},
+                                           std::pair{"accu-chek-compact.json", int16_t{24}},
+                                           std::pair{"accu-chek-active.json", int16_t{28}},
+                                           std::pair{"accu-chek-sensor-iii.json", int16_t{49}}));
 
 // The setup dialog (tests/setup tries the dialogs themselves, OK and cancel)
 // opens inside picSetup; the wizard re-reads its profile afterwards, and the
