@@ -17,10 +17,12 @@
 namespace mi {
 namespace {
 
+// A widget with a design text, a tag and a tool tip.
 template <typename T>
-T* Tagged(QWidget* parent, const char* text, const char* tag) {
+T* Tagged(QWidget* parent, const char* text, const char* tag, const char* tip = "") {
   auto* widget = new T(parent);
   widget->setText(text);
+  widget->setToolTip(tip);
   widget->setProperty(kTagProperty, tag);
   return widget;
 }
@@ -31,15 +33,17 @@ TEST(LocaliseForm, TakesTaggedTextsCaptionAndToolTipAndKeepsTheRest) {
       "6=General|Insulin|Events\n7=Box\n");
   QWidget window;
   window.setProperty(kTagProperty, "L1");
-  auto* both = Tagged<QPushButton>(&window, "Weiter", "L2");
-  auto* caption = Tagged<QPushButton>(&window, "Knopf", "L3");
-  caption->setToolTip("alter Tipp");
-  auto* tip = Tagged<QPushButton>(&window, "Knopf", "l4");  // lower-case l: not a tag
-  auto* tip_only = Tagged<QPushButton>(&window, "Knopf", "L4");
   auto* label = Tagged<QLabel>(&window, "Beschriftung", "L5");
-  auto* unknown = Tagged<QLabel>(&window, "Unbekannt", "L99");
-  auto* untagged = Tagged<QCheckBox>(&window, "Ohne", "");
-  auto* box = Tagged<QCheckBox>(&window, "Kästchen", "L7");
+  // Each widget's text and tool tip afterwards, as "text|tip".
+  const std::pair<QWidget*, QString> widgets[] = {
+      {Tagged<QPushButton>(&window, "Weiter", "L2"), "&Next >|Go on"},
+      {Tagged<QPushButton>(&window, "Knopf", "L3", "alter Tipp"), "Only a caption|alter Tipp"},
+      {Tagged<QPushButton>(&window, "Knopf", "l4"), "Knopf|"},  // lower-case l: not a tag
+      {Tagged<QPushButton>(&window, "Knopf", "L4"), "Knopf|only a tip"},
+      {label, "A label|"},
+      {Tagged<QLabel>(&window, "Unbekannt", "L99"), "Unbekannt|"},
+      {Tagged<QCheckBox>(&window, "Ohne", ""), "Ohne|"},
+      {Tagged<QCheckBox>(&window, "Kästchen", "L7"), "Box|"}};
   auto* tabs = new QTabWidget(&window);
   tabs->addTab(new QWidget, "&Allgemein");
   tabs->addTab(new QWidget, "&Insulin");
@@ -47,17 +51,9 @@ TEST(LocaliseForm, TakesTaggedTextsCaptionAndToolTipAndKeepsTheRest) {
 
   LocaliseForm(&window, &language);
   EXPECT_EQ(window.windowTitle(), "Window");
-  EXPECT_EQ(std::pair(both->text(), both->toolTip()),
-            std::pair(QString("&Next >"), QString("Go on")));
-  EXPECT_EQ(std::pair(caption->text(), caption->toolTip()),
-            std::pair(QString("Only a caption"), QString("alter Tipp")));
-  EXPECT_EQ(tip->text(), "Knopf");
-  EXPECT_EQ(std::pair(tip_only->text(), tip_only->toolTip()),
-            std::pair(QString("Knopf"), QString("only a tip")));
-  EXPECT_EQ(label->text(), "A label");
-  EXPECT_EQ(unknown->text(), "Unbekannt");
-  EXPECT_EQ(untagged->text(), "Ohne");
-  EXPECT_EQ(box->text(), "Box");
+  for (const auto& [widget, shown] : widgets) {
+    EXPECT_EQ(widget->property("text").toString() + "|" + widget->toolTip(), shown);
+  }
   EXPECT_EQ(tabs->tabText(1), "Insulin");
   EXPECT_EQ(tabs->count(), 2);  // a third text has no tab to go to
   EXPECT_EQ(label->font().family(), "Arial");
