@@ -105,22 +105,8 @@ TEST(ParseRegFile, RefusesTextThatIsNoCharacters) {
   EXPECT_EQ(data->changes.back().data, Utf16LeToUtf8("\x00\xD8\0\0"s));
 }
 
-TEST(FormatRegFile, EveryCutOfAFileIsHandledAndLineBreaksInNamesAreRefused) {
+TEST(FormatRegFile, RefusesNamesThatNoFileCanCarry) {
   std::string error;
-  const auto bytes = FormatRegFile({{"HKEY_CURRENT_USER\\S",
-                                     {{"", kRegSz, "d\0"s},
-                                      {"Blob", kRegBinary, std::string(40, 'Z')},
-                                      {"Exp", kRegExpandSz, "%A%\0"s}}}},
-                                   &error);
-  ASSERT_TRUE(bytes) << error;
-  RegFileError failure;
-  ASSERT_TRUE(ParseRegFile(*bytes, &failure)) << failure.message;
-  for (size_t size = 0; size < bytes->size(); ++size) {
-    if (!ParseRegFile(std::string_view(*bytes).substr(0, size), &failure)) {
-      EXPECT_GE(failure.line, 1) << size;
-      EXPECT_FALSE(failure.message.empty()) << size;
-    }
-  }
   EXPECT_FALSE(FormatRegFile({{"HKEY_CURRENT_USER\\A", {{"x\ny", kRegSz, "1\0"s}}}}, &error));
   EXPECT_NE(error.find("line break"), std::string::npos);
   EXPECT_FALSE(FormatRegFile({{"HKEY_CURRENT_USER\\A\0B"s, {}}}, &error));

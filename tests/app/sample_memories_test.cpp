@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <set>
-#include <sstream>
 
 #include "common/conversions.h"
 #include "host/meter_catalogue.h"
@@ -47,30 +47,21 @@ std::string Split(double dose, int type) {
   return Amount(dose) + "||";
 }
 
-// The data lines of the import file in `folder` whose name starts with
+// The data lines of the import files in `folder` whose names start with
 // `prefix`, each cut to its first `fields` fields (the fields that its
 // trailing "|" were stripped from are empty).
 std::multiset<std::string> DataLines(const fs::path& folder, const std::string& prefix,
                                      size_t fields) {
+  static const std::regex data_line(R"(\n[1-9]\d*=([^\r]*))");
   std::multiset<std::string> lines;
   for (const auto& entry : fs::directory_iterator(folder)) {
     if (!entry.path().filename().string().starts_with(prefix)) continue;
-    std::istringstream in(test::ReadFile(entry.path()));
-    for (std::string line; std::getline(in, line);) {
-      const size_t equals = line.find('=');
-      if (equals == std::string::npos ||
-          line.substr(0, equals).find_first_not_of("0123456789") != std::string::npos ||
-          line.starts_with("0=")) {
-        continue;
-      }
-      std::string cut;
-      std::istringstream field_texts(line.substr(equals + 1, line.find('\r') - equals - 1));
-      std::string field;
-      for (size_t n = 0; n < fields; ++n) {
-        if (!std::getline(field_texts, field, '|')) field.clear();
-        cut += (n == 0 ? "" : "|") + field;
-      }
-      lines.insert(cut);
+    const std::string text = test::ReadFile(entry.path());
+    for (std::sregex_iterator it(text.begin(), text.end(), data_line), end; it != end; ++it) {
+      const std::string line = (*it)[1].str() + std::string(fields, '|');
+      size_t after = 0;
+      for (size_t n = 0; n < fields; ++n) after = line.find('|', after) + 1;
+      lines.insert(line.substr(0, after - 1));
     }
   }
   return lines;

@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <ctime>
 #include <limits>
 #include <optional>
-#include <thread>
 #include <vector>
 
 #include "common/clock.h"
@@ -106,23 +104,6 @@ TEST(ReadWholeFile, ReadsRegularFilesOnlyAndSaysWhy) {
     EXPECT_EQ(ReadWholeFile(dir / name, &why), std::nullopt) << name;
     EXPECT_EQ(why, reason);
   }
-}
-
-// A file named on a command line may be a pipe: read to its end.
-TEST(ReadWholeFile, AnyKindReadsAPipe) {
-  int fds[2];
-  ASSERT_EQ(::pipe(fds), 0);
-  std::thread writer([&] {
-    const std::string text(100000, 'x');
-    EXPECT_EQ(::write(fds[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    ::close(fds[1]);
-  });
-  const auto bytes =
-      ReadWholeFile("/proc/self/fd/" + std::to_string(fds[0]), nullptr, FileKind::kAny);
-  writer.join();
-  ::close(fds[0]);
-  ASSERT_TRUE(bytes);
-  EXPECT_EQ(bytes->size(), 100000u);
 }
 
 }  // namespace

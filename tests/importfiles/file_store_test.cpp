@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <random>
 #include <regex>
 #include <set>
@@ -29,16 +28,6 @@ namespace mi {
 namespace {
 
 using test::FileNames;
-
-// import_package_test.cpp checks where relative names land.
-TEST(DataDirectoryTest, XdgDataHomeOnlyWhenAbsolute) {
-  const char* home = std::getenv("HOME");
-  const auto fallback = std::filesystem::path(home ? home : "/tmp") / ".local/share/meterimport";
-  const test::ScopedEnv relative("XDG_DATA_HOME", "relative/path");
-  EXPECT_EQ(DataDirectory(), fallback);
-  const test::ScopedEnv unset("XDG_DATA_HOME", nullptr);
-  EXPECT_EQ(DataDirectory(), fallback);
-}
 
 // Runs `body` in a child process as the user "nobody" and gives its exit
 // status: root reads every file, so a file that cannot be read needs

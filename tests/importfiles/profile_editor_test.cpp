@@ -21,11 +21,6 @@ using Lines = std::vector<std::string>;
 class ProfileEditorTest : public ::testing::Test {
  protected:
   std::string Path(std::string_view name) { return (dir_ / name).string(); }
-  // Fills the buffer with exactly these lines (no file involved).
-  void SetBuffer(const Lines& lines) {
-    editor_.ClearProfileBuffer();
-    for (const auto& line : lines) editor_.InsertProfileLine(line, 0);
-  }
   test::TempDir dir_;
   ProfileEditor editor_;
 };
@@ -43,16 +38,6 @@ TEST_F(ProfileEditorTest, NewKeysAtTheTopUnsavedOnesWaitAndAnotherPathDropsThem)
   editor_.WriteProfileEntry("S", "F", "6", Path("b.txt"), 0);  // reloads: E is lost
   editor_.WriteProfileEntry("S", "G", "7", first, 0);
   EXPECT_EQ(ReadFile(first), "[S]\r\nG=7\r\nC=3\r\nB=4\r\nA=1\r\n\r\n");
-}
-
-// An empty line is written only before a line holding "[" and as the last
-// line, judged before trimming; every line is trimmed; the text is Windows-1252
-// (text_test.cpp has its bytes). The fuzzer's plain rule covers more.
-TEST_F(ProfileEditorTest, SaveRulesForBlankLinesTrimmingAndCodePage) {
-  SetBuffer({"a", "", "", "[S]", "", "x", "  \t", "b", "", "k=[v]", "", " \x01Ü=€ \t", ""});
-  EXPECT_TRUE(editor_.SaveProfileFile(Path("f.txt")));
-  EXPECT_EQ(ReadFile(Path("f.txt")),
-            "a\r\n\r\n[S]\r\nx\r\n\r\nb\r\n\r\nk=[v]\r\n\xdc=\x80\r\n\r\n");
 }
 
 TEST_F(ProfileEditorTest, LoadSplitsAtCrLfAndCrLf) {
