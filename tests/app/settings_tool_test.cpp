@@ -74,23 +74,6 @@ class SettingsToolTest : public ::testing::Test {
   std::ostringstream err_;
 };
 
-// The cleaning itself is settings_store_test.cpp's: get prints what the module reads.
-TEST_F(SettingsToolTest, GetPrintsWhatTheModuleReads) {
-  Store(Root::kUser, "Software\\M", "COM", kRegSz, "5\0\r\n"s);
-  Store(Root::kMachine, "Software\\M", "", kRegDword, "\x07\0\0\0"s);
-  ASSERT_EQ(Run({"set", "HKLM\\Software\\M", "Empty", ""}), kToolOk) << err();
-  EXPECT_EQ(DumpHive(Root::kMachine)["Software\\M"]["Empty"], (Value{kRegSz, " \0"s}));
-  const std::tuple<const char*, const char*, int, const char*> gets[] = {
-      {"hkey_current_user\\software\\m", "com", kToolOk, "5\n"},
-      {"HKLM\\Software\\M", "@", kToolOk, "7\n"},
-      {"HKLM\\Software\\M", "Empty", kToolNothingFound, ""},
-  };
-  for (const auto& [key, name, status, text] : gets) {
-    EXPECT_EQ(Run({"get", key, name}), status) << name;
-    EXPECT_EQ(out() + err(), text) << name;
-  }
-}
-
 // The machine hive is read by every user's module; the user hive is its
 // owner's alone. Both as the tool creates them, by a value or by a file.
 TEST_F(SettingsToolTest, NewHivesAreReadableByThoseWhoReadThem) {
@@ -347,15 +330,6 @@ TEST_F(SettingsToolTest, AnImportIntoBothHivesChangesNeitherWhenOneOfThemFails) 
   test::WriteFile(hives_.machine, std::string(8192, 'x'));
   EXPECT_EQ(Run({"import", File("new.reg", "REGEDIT4\n[HKCU\\A]\n[HKLM\\A]\n")}), kToolHiveWrite);
   EXPECT_FALSE(std::filesystem::exists(hives_.user));
-
-  // Both sound: both change, in the one transaction.
-  std::filesystem::remove(hives_.machine);
-  ASSERT_EQ(Run({"import",
-                 File("new.reg", "REGEDIT4\n[HKCU\\A]\n\"u\"=\"1\"\n[HKLM\\A]\n\"m\"=\"2\"\n")}),
-            kToolOk)
-      << err();
-  EXPECT_EQ(DumpHive(Root::kUser)["A"], (std::map<std::string, Value>{{"u", {kRegSz, "1\0"s}}}));
-  EXPECT_EQ(DumpHive(Root::kMachine)["A"], (std::map<std::string, Value>{{"m", {kRegSz, "2\0"s}}}));
 }
 
 }  // namespace

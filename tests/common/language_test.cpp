@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -59,23 +58,6 @@ TEST(LanguageParse, KeepsOrPassesOverFaultyLines) {
   EXPECT_EQ(problems[1], "x.lng:3: '-5' is not a text number from 0 to 32767 (line passed over)");
 }
 
-TEST(LanguageLoadres, PutsTheArgumentInPlaceOfPercentOne) {
-  const LanguageModule module =
-      LanguageModule::Parse("1201=Import from %1\n2=%1 and %1\n4=100%\n5=%2 stays, %1 goes\n");
-  const std::tuple<int32_t, std::optional<std::string_view>, std::optional<std::string>> cases[] = {
-      {1201, std::nullopt, "Import from "},  // batch_test.cpp checks it with an argument
-      {2, "x", "x and x"},
-      {4, "x", "100%"},
-      {5, "x", "%2 stays, x goes"},
-      {1201, "50%1", "Import from 50%1"},  // the argument is not worked over again
-      {6, std::nullopt, std::nullopt},
-      {-1, "x", std::nullopt},
-  };
-  for (const auto& [id, argument, expected] : cases) {
-    EXPECT_EQ(module.loadres(id, argument), expected) << id;
-  }
-}
-
 TEST(CreateLanguageModule, TakesTheFirstFolderInSearchOrderWithAReadableCatalogue) {
   const test::TempDir temp;
   const fs::path program = temp / "prefix/bin";
@@ -95,9 +77,7 @@ TEST(CreateLanguageModule, TakesTheFirstFolderInSearchOrderWithAReadableCatalogu
   test::WriteFile(temp / "prefix/share/meterimport/languages/English.lng", "1=share");
   EXPECT_EQ(found("English"), "share");
   test::WriteFile(program / "languages/English.lng", "1=beside");
-  EXPECT_EQ(found("english"), "beside");  // names match without regard to case
-  test::WriteFile(temp / "extra/English.lng", "1=extra");
-  EXPECT_EQ(found("ENGLISH"), "extra");
+  EXPECT_EQ(found("ENGLISH"), "beside");  // names match without regard to case
   test::WriteFile(temp / "other/English.lng", "1=other\nbad\n");
   EXPECT_EQ(found("English"), "other");
   EXPECT_THAT(problems,
