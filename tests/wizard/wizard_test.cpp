@@ -329,6 +329,13 @@ TEST_F(WizardTest, TheInfraredKeyIsOfferedRememberedAndUsed) {
   box->setChecked(false);
   Cancel();
   EXPECT_EQ(hives.store.ReadUser(meter_key, "UseIRKey", ""), "0");
+
+  // Without the vendor's driver the box is hidden and nothing is stored.
+  hives.machine_writer.DeleteValue(kIrKeyDriverKey, "driver");
+  hives.user_writer.DeleteValue(meter_key, "UseIRKey");
+  Start("Diary 17 1 12 0");
+  Cancel();
+  EXPECT_EQ(hives.store.ReadUser(meter_key, "UseIRKey", ""), "");
 }
 
 TEST_F(WizardTest, ALossIsToldOnTheResultScreenWithItsDetails) {
