@@ -9,7 +9,6 @@
 
 #include "host/command_line.h"
 #include "host/host_shell.h"
-#include "host/meter_catalogue.h"
 #include "support/test_hives.h"
 
 namespace mi {
@@ -19,37 +18,20 @@ constexpr const char* kRoot = "SOFTWARE\\Kestrelsoft\\Diary";
 constexpr const char* kComplete =
     "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
 
-class RecordingChannel : public StatusChannel {
- public:
-  void Execute(std::string_view command) override { commands.emplace_back(command); }
-  std::vector<std::string> commands;
-};
-
 class HostShellTest : public ::testing::Test {
  protected:
   // A shell of the program in bin/, loaded with `command_line` and, unless
   // there is no meter number, its Action run.
   HostShell& Start(const std::string& command_line, test::TestHives& settings) {
-    shell = std::make_unique<HostShell>(settings.store, settings.dir / "bin/meterimport", &channel);
+    shell = std::make_unique<HostShell>(settings.store, settings.dir / "bin/meterimport");
     if (shell->Load(command_line).proceed) shell->Action(shell->context().MeterID);
     return *shell;
   }
   HostShell& Start(const std::string& command_line) { return Start(command_line, hives); }
 
   test::TestHives hives;
-  RecordingChannel channel;
   std::unique_ptr<HostShell> shell;
 };
-
-TEST_F(HostShellTest, NoMeterNumberEndsStartUpWithoutWritingAnything) {
-  EXPECT_TRUE(Start("").finished());
-  EXPECT_FALSE(std::filesystem::exists(hives.paths.user));
-}
-
-TEST_F(HostShellTest, TheMeterKeyIsTheCataloguesSubKey) {
-  EXPECT_EQ(Start("Diary 17 0 13 0").MeterKey(), kComplete);
-  EXPECT_EQ(Start("Diary 1 0 32767").context().MeterDesc, "");  // outside the catalogue
-}
 
 // The port on the command line, else the stored port's leading number, else 1.
 TEST_F(HostShellTest, ThePortInUse) {
@@ -88,26 +70,10 @@ TEST_F(HostShellTest, ImportFolderLookup) {
   EXPECT_EQ(Start("Diary 1 0 13").context().ImportDir, "/srv/import/");
 }
 
-// batch_test.cpp checks the title's status line.
-TEST_F(HostShellTest, WithoutALanguageModuleNoTitleAndNoStatus) {
-  hives.SetUserText(kRoot, "LanguageDLL", "Klingon");  // no such catalogue
-  EXPECT_EQ(Start("Diary 1 0 13").title(), "");
-  EXPECT_TRUE(channel.commands.empty());  // an unchanged empty caption sends nothing
-}
-
-// The sample memories find every meter of the catalogue.
-TEST(MeterCatalogue, SetupDialogsByExactFamilyName) {
-  EXPECT_EQ(MeterCatalogue().size(), 10u);
-  EXPECT_FALSE(FindMeter(20));
-  EXPECT_EQ(SetupDialogForFamily(FindMeter(11)->family), SetupDialog::kDM);
-  EXPECT_EQ(SetupDialogForFamily("accutrend dm"), SetupDialog::kNone);
-}
-
 TEST(CommandLine, FiveFieldsMissingOrBadOnesLeaveZero) {
   const std::string huge(1 << 20, '9');
   const std::tuple<std::string, int32_t, int16_t, int16_t, int32_t> cases[] = {
       {"Diary 17 4 13 4711", 17, 4, 13, 4711},
-      {"", 0, 0, 0, 0},
       {"Diary x y z w", 0, 0, 0, 0},
       {"Diary 99999999999 70000 13 1", 0, 0, 13, 1},  // overflow leaves 0
       {"P " + huge + " " + huge + " 13", 0, 0, 13, 0},

@@ -40,7 +40,6 @@ TEST_F(MeterConnectionTest, OpensOnAPortFrom1To4) {
   const std::tuple<int16_t, const char*, int, const char*> cases[] = {
       {0, "Accu-Chek Complete", 0, ""},
       {5, "Accu-Chek Complete", 0, ""},
-      {1, "Reflolux", 0, "NOT INSTALLED"},
       {1, "accu-chek complete", 0, "NOT INSTALLED"},  // names match exactly
       {1, "Accu-Chek Complete", 2, "NOT INSTALLED"},  // listing the drivers fails
   };
@@ -83,18 +82,6 @@ TEST_F(MeterConnectionTest, ReadsAKindOnceUntilClosedOrReplaced) {
   EXPECT_EQ(connection.ReadRawRecords(2, raw), 0);
   EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
   EXPECT_EQ(control.Calls(35), 4);
-}
-
-TEST_F(MeterConnectionTest, ReadsTheIdentification) {
-  control.info = {"one", "two", "SN123", "200", "5", "x6", "7", "eight", "9", "10", "11", "12.5"};
-  MeterInfo info;
-  connection.ReadMeterInfo(info);
-  EXPECT_EQ(info.item3 + "/" + info.model_code, "SN123/200");
-  EXPECT_EQ(info.host_meter_type, 13);
-  MeterConnection other(control);  // without the identification: fetched once
-  other.CurrentMeterModel();
-  EXPECT_EQ(other.CurrentMeterModel(), 13);
-  EXPECT_EQ(control.Calls(3), 13);  // 12 items, then the model once
 }
 
 }  // namespace
