@@ -72,7 +72,6 @@ inline constexpr int16_t kTextIrKey = 1381;
 inline constexpr int16_t kTextLossNotice = 1285;
 inline constexpr int16_t kTextLossDetails = 1287;
 
-
 // ---- Buttons ("caption|tooltip") ---------------------------------------------
 
 inline constexpr int16_t kTextNext = 1250;       // cmdNext
@@ -94,6 +93,9 @@ inline constexpr int16_t kTextInsulinTypeLast = kTextInsulinTypeBase + kInsulinT
 constexpr int16_t InsulinTypeTextId(int type) {
   return static_cast<int16_t>(kTextInsulinTypeBase + type);
 }
+// The meters with two insulins know type 1 (regular) and 2 (NPH): the common
+// types 10 and 11, so their own names are text 1271 + N.
+inline constexpr int16_t kTextTwoInsulinTypeBase = kTextInsulinTypeBase + 9;
 // Prefix of an insulin list line in the two-type setup dialogs (then N).
 inline constexpr int16_t kTextInsulinListPrefix = 1277;
 // Prompt (%1 = the type's own name) and title of the box that renames an insulin.

@@ -102,24 +102,14 @@ std::optional<SetupFamily> SetupFamilyFor(SetupDialog dialog) {
                          true,
                          false};
     case SetupDialog::kDM:
-      return SetupFamily{dialog,
-                         "frmSetupDM",
-                         "&Allgemein|&Insulin|&Events|Eventd d",
-                         kTextSetupTabsEvents,
-                         4,
-                         2,
-                         static_cast<int16_t>(1271),
-                         kTextInsulinListPrefix,
-                         false,
-                         true};
     case SetupDialog::kGlucotrend:
       return SetupFamily{dialog,
-                         "frmSetupGlucotrend",
+                         dialog == SetupDialog::kDM ? "frmSetupDM" : "frmSetupGlucotrend",
                          "&Allgemein|&Insulin|&Events|Eventd d",
                          kTextSetupTabsEvents,
                          4,
                          2,
-                         static_cast<int16_t>(1271),
+                         kTextTwoInsulinTypeBase,
                          kTextInsulinListPrefix,
                          false,
                          true};

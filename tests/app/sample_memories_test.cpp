@@ -11,6 +11,7 @@
 #include "common/conversions.h"
 #include "host/meter_catalogue.h"
 #include "support/batch_installation.h"
+#include "support/sample_memory.h"
 
 namespace mi {
 namespace {
@@ -117,16 +118,7 @@ TEST_P(SampleMemoriesTest, EveryDoseAndEveryPrintedGlucoseValueReachesTheFiles) 
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryMeter, SampleMemoriesTest,
-                         ::testing::Values(std::pair{"accutrend-dm.json", int16_t{11}},
-                                           std::pair{"accu-chek-sensor.json", int16_t{12}},
-                                           std::pair{"accu-chek-sensor-complete.json", int16_t{13}},
-                                           std::pair{"reflolux-s.json", int16_t{14}},
-                                           std::pair{"accutrend-g-gc.json", int16_t{15}},
-                                           std::pair{"glucotrend-premium.json", int16_t{16}},
-                                           std::pair{"accu-chek-comfort.json", int16_t{17}},
-                                           std::pair{"accu-chek-compact.json", int16_t{24}},
-                                           std::pair{"accu-chek-active.json", int16_t{28}},
-                                           std::pair{"accu-chek-sensor-iii.json", int16_t{49}}));
+                         ::testing::ValuesIn(test::kSampleMemories));
 
 }  // namespace
 }  // namespace mi

@@ -3,13 +3,30 @@
 // A copy of a shipped sample meter memory for a test: no time taken per
 // record (unless asked), and the calls that are to fail.
 
+#include <array>
+#include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 
 #include "support/temp_dir.h"
 
 namespace mi::test {
+
+// The shipped sample memories, each with the meter number it belongs to.
+inline constexpr std::array<std::pair<const char*, int16_t>, 10> kSampleMemories{{
+    {"accutrend-dm.json", 11},
+    {"accu-chek-sensor.json", 12},
+    {"accu-chek-sensor-complete.json", 13},
+    {"reflolux-s.json", 14},
+    {"accutrend-g-gc.json", 15},
+    {"glucotrend-premium.json", 16},
+    {"accu-chek-comfort.json", 17},
+    {"accu-chek-compact.json", 24},
+    {"accu-chek-active.json", 28},
+    {"accu-chek-sensor-iii.json", 49},
+}};
 
 inline std::filesystem::path SampleMemory(const std::filesystem::path& folder,
                                           const std::string& sample,

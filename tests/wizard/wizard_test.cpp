@@ -178,17 +178,7 @@ TEST_P(EverySampleMemory, GoesThroughEveryScreenAndWritesWhatTheBatchWrites) {
   EXPECT_FALSE(wizard_files.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Meters, EverySampleMemory,
-                         ::testing::Values(std::pair{"accutrend-dm.json", int16_t{11}},
-                                           std::pair{"accu-chek-sensor.json", int16_t{12}},
-                                           std::pair{"accu-chek-sensor-complete.json", int16_t{13}},
-                                           std::pair{"reflolux-s.json", int16_t{14}},
-                                           std::pair{"accutrend-g-gc.json", int16_t{15}},
-                                           std::pair{"glucotrend-premium.json", int16_t{16}},
-                                           std::pair{"accu-chek-comfort.json", int16_t{17}},
-                                           std::pair{"accu-chek-compact.json", int16_t{24}},
-                                           std::pair{"accu-chek-active.json", int16_t{28}},
-                                           std::pair{"accu-chek-sensor-iii.json", int16_t{49}}));
+INSTANTIATE_TEST_SUITE_P(Meters, EverySampleMemory, ::testing::ValuesIn(test::kSampleMemories));
 
 // The setup dialog (tests/setup tries the dialogs themselves, OK and cancel)
 // opens inside picSetup; the wizard re-reads its profile afterwards, and the
