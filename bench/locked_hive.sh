@@ -23,33 +23,12 @@ cleanup() {
 }
 trap cleanup EXIT
 
-mkdir -p "$work/import"
-export METERIMPORT_MACHINE_HIVE="$work/machine.hive"
-export METERIMPORT_USER_HIVE="$work/user.hive"
-export METERIMPORT_LANGUAGE_PATH="$root/data/languages"
-export XDG_DATA_HOME="$work/data"
-unset METERIMPORT_SIM_MEMORY
+# The demo installation of scripts/run.sh, with a meter that answers at once.
+demo="$work"
+memory="$work/memory.json"
 sed 's/"ms_per_record": *[0-9]*/"ms_per_record": 0/' \
-  "$root/data/meters/accu-chek-sensor-complete.json" > "$work/memory.json"
-reg_path() { printf '%s' "$1" | sed 's/\\/\\\\/g'; }
-cat > "$work/installation.reg" <<REG
-Windows Registry Editor Version 5.00
-
-[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kestrelsoft\\Demo]
-"LanguageDLL"="English"
-"ImportDir"="$(reg_path "$work/import")"
-
-[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kestrelsoft\\Demo\\modules\\Accutrend sensor complete]
-"TestPorts"="0"
-"Glucose_Available"="-1"
-"Insulin_Available"="-1"
-"LabData_Available"="-1"
-
-[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\{C8367F74-6040-11D3-8A53-00C04FC8C0E2}\\InprocServer32]
-@="$(reg_path "$build/lib/libmeterctl-sim.so")"
-"MemoryFile"="$(reg_path "$work/memory.json")"
-REG
-"$build/bin/meterimport-settings" import "$work/installation.reg"
+  "$root/data/meters/accu-chek-sensor-complete.json" > "$memory"
+source "$root/scripts/demo-installation.sh" > /dev/null
 # The user hive as a first import leaves it (the remembered port).
 "$build/bin/meterimport-settings" set 'HKCU\SOFTWARE\Kestrelsoft\Demo\modules\Accu-Chek Sensor Complete' COM 1
 
@@ -87,4 +66,4 @@ echo "one whole import (meterimport-batch Demo 1 1 13), $runs runs each, in ms:"
 echo "  user hive free:   ${free_times[*]}  (median $(echo "${free_times[*]}" | median))"
 echo "  user hive locked: ${locked_times[*]}  (median $(echo "${locked_times[*]}" | median))"
 echo "what the locked run said about the hive:"
-grep -i "hive" "$work/batch.err" || echo "  (nothing: the batch does not print the store's notices yet)"
+grep -i "hive" "$work/batch.err" || echo "  (nothing)"
