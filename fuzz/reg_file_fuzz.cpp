@@ -1,7 +1,8 @@
 // Reads any bytes as a registry export file. The reader must never crash;
 // what it refuses has a line and a reason; what it takes holds only text that
-// a hive can keep (valid UTF-8 names without NUL), and every value it reads
-// comes back the same through the writer and the reader again.
+// a hive can keep (valid UTF-8 names without NUL, expandable and multi-texts
+// in valid UTF-8), and every value it reads comes back the same through the
+// writer and the reader again.
 
 #include <cstddef>
 #include <cstdint>
@@ -31,6 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (const mi::RegChange& change : file->changes) {
     if (change.line < 2 || !FitName(change.key_path) || !FitName(change.name)) std::abort();
     if (change.kind != mi::RegChange::Kind::kSetValue) continue;
+    const bool text = change.type == mi::kRegExpandSz || change.type == mi::kRegMultiSz;
+    if (text && !mi::IsValidUtf8(change.data)) std::abort();
     const mi::RegValue value{change.name, change.type, change.data};
     std::string format_error;
     const auto again = mi::FormatRegFile({{"HKEY_CURRENT_USER\\K", {value}}}, &format_error);

@@ -22,6 +22,14 @@ int16_t SplitText(std::string_view text, std::vector<std::string>& parts, char s
 // `replacement` contains `find` (it would never end).
 int16_t ReplaceAll(std::string& text, std::string_view find, std::string_view replacement);
 
+// True when `text` holds a CR, LF or NUL.
+bool BreaksLine(std::string_view text);
+
+// The text with every CR, LF and NUL replaced by a blank: for text that must
+// stay on its one line (an entry of an import file, a status command), from
+// sources that may hold anything (a meter's texts, the settings).
+std::string OnOneLine(std::string_view text);
+
 // The text without the blanks and tabs at either end.
 std::string_view TrimBlanks(std::string_view text);
 

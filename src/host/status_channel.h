@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "common/text_helpers.h"
+
 namespace mi {
 
 class StatusChannel {
@@ -23,9 +25,11 @@ class StatusLink : public StatusChannel {
   virtual void Close() = 0;
 };
 
-// The command for a caption, exactly: nothing after the caption.
+// The command for a caption, exactly: nothing after the caption, and all of
+// it one line (a line break in a meter's description from the settings is a
+// blank), as the host and everyone who prints the commands take them.
 inline std::string StatusCommand(std::string_view caption) {
-  return "STATUS|" + std::string(caption);
+  return "STATUS|" + OnOneLine(caption);
 }
 
 }  // namespace mi

@@ -1,15 +1,11 @@
 #include "importfiles/file_store.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -60,38 +56,6 @@ bool WriteAll(int fd, std::string_view bytes) {
   return true;
 }
 
-// A name no other save of this process uses: the process id first, so that
-// leftovers of a process that is gone can be told from those of one at work.
-std::string UniqueName(std::string_view prefix) {
-  static std::atomic<uint64_t> counter{0};
-  return std::string(prefix) + std::to_string(::getpid()) + "-" + std::to_string(++counter);
-}
-
-// True when `name` is `prefix` followed by the id of a process that is gone.
-bool IsLeftover(std::string_view name, std::string_view prefix) {
-  if (!name.starts_with(prefix)) return false;
-  name.remove_prefix(prefix.size());
-  pid_t pid = 0;
-  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), pid);
-  if (error != std::errc() || end == name.data() || *end != '-' || pid <= 0) return false;
-  return ::kill(pid, 0) != 0 && errno == ESRCH;
-}
-
-// Removes the files of `folder` that a killed save left under `prefix`.
-void RemoveLeftovers(int folder, std::string_view prefix) {
-  const int copy = ::dup(folder);
-  if (copy < 0) return;
-  DIR* listing = ::fdopendir(copy);
-  if (listing == nullptr) {
-    ::close(copy);
-    return;
-  }
-  while (const dirent* entry = ::readdir(listing)) {
-    if (IsLeftover(entry->d_name, prefix)) ::unlinkat(folder, entry->d_name, 0);
-  }
-  ::closedir(listing);
-}
-
 // Whether an anonymous file can be given a name (through /proc).
 bool CanNameAnonymousFiles() {
   static const bool can = ::access("/proc/self/fd", F_OK) == 0;
@@ -104,8 +68,8 @@ bool NameAnonymousFile(int fd, int folder, const std::string& name) {
 }
 
 // The private folder in which a finished file gets the name that it is
-// renamed from, when it lies on `device`; -1 otherwise. Leftovers of killed
-// processes are removed the first time it is opened.
+// renamed from, when it lies on `device`; -1 otherwise. What killed
+// processes left there is removed the first time it is opened.
 int OpenStagingFolder(dev_t device) {
   const std::filesystem::path folder = DataDirectory() / "staging";
   std::error_code ignored;
@@ -120,7 +84,7 @@ int OpenStagingFolder(dev_t device) {
   }
   static bool swept = false;
   if (!swept) {
-    RemoveLeftovers(fd, "");
+    RemoveAbandonedTemporaryFiles(fd);
     swept = true;
   }
   return fd;
@@ -187,10 +151,14 @@ bool DiskFileStore::Replace(const std::filesystem::path& file, std::string_view 
     if (!probe.ok()) return Failed(why, SystemError("the file exists but cannot be read"));
   }
 
+  // What killed writers left in the folder goes first, whichever way this
+  // save takes: a folder on a USB stick or a network share that cannot make
+  // anonymous files gathers such leftovers, and nothing else removes them.
+  RemoveAbandonedTemporaryFiles(dir.get());
+
   // The new content, in a file without a name until it is whole and on the
-  // disk; where no anonymous file can be had, under a hidden name.
-  const std::string hidden_prefix = "." + name + ".tmp-";
-  std::string hidden;  // the hidden name in the folder, while there is one
+  // disk; where no anonymous file can be had, under a temporary name.
+  std::string hidden;  // the temporary name in the folder, while there is one
   const auto discard_hidden = [&] {
     if (!hidden.empty()) ::unlinkat(dir.get(), hidden.c_str(), 0);
     hidden.clear();
@@ -201,14 +169,15 @@ bool DiskFileStore::Replace(const std::filesystem::path& file, std::string_view 
   }
   const bool anonymous = data.ok();
   if (!anonymous) {
-    RemoveLeftovers(dir.get(), hidden_prefix);
-    hidden = UniqueName(hidden_prefix);
+    hidden = TemporaryNameFor(name);
     data.reset(::openat(dir.get(), hidden.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666));
     if (!data.ok()) {
       hidden.clear();
       return Failed(why, SystemError("cannot create the new file"));
     }
   }
+  // Whatever name it gets on the way, it is seen to be in use.
+  MarkTemporaryFileInUse(data.get());
   if (!WriteAll(data.get(), bytes) || ::fdatasync(data.get()) != 0) {
     const std::string failure = SystemError("cannot write the new file");
     discard_hidden();
@@ -223,20 +192,19 @@ bool DiskFileStore::Replace(const std::filesystem::path& file, std::string_view 
   }
   if (!placed) {
     // A file is replaced by a rename, which needs a name to rename from:
-    // in the staging folder, or hidden in this folder for a moment.
+    // in the staging folder, or a temporary name in this folder for a moment.
     int from = dir.get();
     std::string from_name;
     Descriptor staging;
     if (anonymous) {
       struct stat here {};
       if (::fstat(dir.get(), &here) == 0) staging.reset(OpenStagingFolder(here.st_dev));
-      const std::string staged = UniqueName("");
+      const std::string staged = TemporaryNameFor(name);
       if (staging.ok() && NameAnonymousFile(data.get(), staging.get(), staged)) {
         from = staging.get();
         from_name = staged;
       } else {
-        RemoveLeftovers(dir.get(), hidden_prefix);
-        hidden = UniqueName(hidden_prefix);
+        hidden = TemporaryNameFor(name);
         if (!NameAnonymousFile(data.get(), dir.get(), hidden)) {
           hidden.clear();
           return Failed(why, SystemError("cannot name the new file"));

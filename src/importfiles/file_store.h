@@ -71,13 +71,14 @@ class FileStore {
 // The disk. A file is replaced atomically and durably: the new content is
 // written into an anonymous file of the same file system and forced to the
 // disk, then put in place in one step, and the folder is forced to the disk
-// as well. Readers see the old file or the new one, a power cut leaves one of
-// the two, and a kill at any moment leaves nothing else in the file's folder:
-// an anonymous file vanishes with the process, and where a name is needed
-// for the last step it lies in a private staging folder beside the data
-// directory (when that is on the same file system; otherwise a hidden name
-// in the file's folder for the instant between two system calls, removed by
-// the next save into that folder).
+// as well. Readers see the old file or the new one, and a power cut leaves
+// one of the two. An anonymous file vanishes with a killed process; where a
+// name is needed for the last step it lies in a private staging folder
+// beside the data directory (when that is on the same file system). Where
+// neither can be had (a file system without anonymous files: a USB stick, a
+// network share), the new content is written under a temporary name in the
+// file's folder (see TemporaryNameFor), and what a killed save left there is
+// removed by the next save into that folder.
 //
 // Writers of one import folder (two imports at once, from two diaries or a
 // diary that starts the module twice) take turns: each writer call holds an

@@ -66,6 +66,9 @@ const std::string& RememberedText(DateValue value) {
   return text;
 }
 
+// U+00A6, byte A6 in the import file's code page.
+constexpr std::string_view kBrokenBar = "\xC2\xA6";
+
 // Builds a data line field by field.
 class LineBuilder {
  public:
@@ -75,8 +78,15 @@ class LineBuilder {
     line_ += '|';
     line_ += RememberedText<FormatHHNN>(time);
   }
+  // Every field passes here. A "|" in a text (an insulin's or an event's
+  // name from the settings, a meter's comment) would split its field in two
+  // and shift every field after it: it is written as the broken bar.
   LineBuilder& Field(std::string_view text) {
     line_ += '|';
+    for (size_t bar; (bar = text.find('|')) != std::string_view::npos;) {
+      line_.append(text.substr(0, bar)).append(kBrokenBar);
+      text.remove_prefix(bar + 1);
+    }
     line_ += text;
     return *this;
   }

@@ -396,11 +396,8 @@ namespace {
 // insulin's name) can start a line, a section or a key of its own. Texts
 // without one, nearly all of them, pass unchanged.
 std::string_view OneLine(std::string_view text, std::string& cleaned) {
-  if (text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos) return text;
-  cleaned.assign(text);
-  for (char& c : cleaned) {
-    if (c == '\r' || c == '\n' || c == '\0') c = ' ';
-  }
+  if (!BreaksLine(text)) return text;
+  cleaned = OnOneLine(text);
   return cleaned;
 }
 

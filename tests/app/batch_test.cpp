@@ -137,8 +137,9 @@ TEST_F(BatchTest, AnUnusableUserHiveIsNamedAndTheImportGoesOn) {
   EXPECT_EQ(ImportFiles(), 5u);
 }
 
-// A meter's serial number and an insulin's name are free text: a line break
-// in one must not plant a section or a key of its own in the import file.
+// A meter's serial number, an insulin's name and the meter's description are
+// free text: a line break in one must not plant a section or a key of its
+// own in the import file, nor a line of its own where the batch prints.
 TEST_F(BatchTest, TextWithLineBreaksStaysOnItsLine) {
   std::string json = test::ReadFile(fs::path(METERIMPORT_SOURCE_DIR) /
                                     "data/meters/accu-chek-sensor-complete.json");
@@ -148,19 +149,29 @@ TEST_F(BatchTest, TextWithLineBreaksStaysOnItsLine) {
   UseMemory(json);
   hives.SetMachineText(meter_key, "Create_SingleFile", "-1");
   hives.SetUserText(meter_key, "Desc_Insulin14", "Mix\r\n[EVIL]\r\nX=1");
+  hives.SetMachineText(meter_key, "Desc", "Accu-Chek\r\n[GLUCOSE]\r\nplantedDesc=yes");
   ASSERT_EQ(Import({"Diary", "17", "1", "13"}), kBatchDone) << err.str();
+  EXPECT_THAT(err.str(), HasSubstr("STATUS|Import from Accu-Chek  [GLUCOSE]  plantedDesc=yes\n"));
+  std::istringstream printed(err.str() + out.str());
+  for (std::string line; std::getline(printed, line);) {
+    EXPECT_TRUE(line.starts_with("STATUS|") || line.starts_with("meterimport-batch: ") ||
+                std::ranges::any_of(kRecordCategories,
+                                    [&](auto c) { return line.starts_with(SectionName(c)); }))
+        << "a line of its own: " << line;
+  }
   const std::string text = test::ReadFile(import_dir / "IMP_20032026093005.00017");
   std::vector<std::string> sections;
   size_t lines_with_b = 0;
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) {
     if (line.starts_with("[")) sections.push_back(line);
-    lines_with_b += line.starts_with("B=") || line.starts_with("X=");
+    lines_with_b += line.starts_with("B=") || line.starts_with("X=") || line.starts_with("planted");
   }
   EXPECT_EQ(sections, (std::vector<std::string>{"[GLUCOSE]\r", "[INSULIN]\r", "[INTAKES]\r",
                                                 "[EXERCISE]\r", "[LAB]\r"}));
   EXPECT_EQ(lines_with_b, 0u);
   EXPECT_THAT(text, HasSubstr("Import ID=A  [GLUCOSE]  B=1\r\n"));
+  EXPECT_THAT(text, HasSubstr("Import from=Accu-Chek  [GLUCOSE]  plantedDesc=yes\r\n"));
   EXPECT_THAT(text, HasSubstr("|Mix  [EVIL]  X=1"));
 }
 

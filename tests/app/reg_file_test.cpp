@@ -97,20 +97,27 @@ TEST(ParseRegFile, RefusesTextThatIsNoCharacters) {
     EXPECT_EQ(error.line, 4);
     EXPECT_NE(error.message.find(message_part), std::string::npos) << error.message;
   }
-  // Data given as bytes stay what they are, a lone surrogate too.
-  RegFileError error;
-  const auto data = ParseRegFile(
-      head.substr(0, head.size() - 2) + Utf8ToUtf16Le("hex(2):00,d8,00,00\r\n"), &error);
-  ASSERT_TRUE(data) << error.message;
-  EXPECT_EQ(data->changes.back().data, Utf16LeToUtf8("\x00\xD8\0\0"s));
+  // Nor in the UTF-16 text of expandable and multi-texts given as bytes.
+  const std::string value = head.substr(0, head.size() - 2);
+  for (const char* data : {"hex(2):00,d8,00,00", "hex(7):41,00,80,dc,00,00,00,00",
+                           "hex(2):41,00,\\\r\n  00,dc,00,00"}) {
+    RegFileError error;
+    EXPECT_FALSE(ParseRegFile(value + Utf8ToUtf16Le(data + "\r\n"s), &error)) << data;
+    EXPECT_EQ(error.line, 4) << data;
+    EXPECT_NE(error.message.find("lone surrogate"), std::string::npos) << error.message;
+  }
 }
 
-TEST(FormatRegFile, RefusesNamesThatNoFileCanCarry) {
+// Nor an expandable text of bytes that are not UTF-8: its UTF-16 would hold
+// a lone surrogate, which the reader refuses.
+TEST(FormatRegFile, RefusesWhatNoFileCanCarry) {
   std::string error;
   EXPECT_FALSE(FormatRegFile({{"HKEY_CURRENT_USER\\A", {{"x\ny", kRegSz, "1\0"s}}}}, &error));
   EXPECT_NE(error.find("line break"), std::string::npos);
   EXPECT_FALSE(FormatRegFile({{"HKEY_CURRENT_USER\\A\0B"s, {}}}, &error));
   EXPECT_NE(error.find("NUL"), std::string::npos);
+  EXPECT_FALSE(FormatRegFile({{"HKEY_CURRENT_USER\\A", {{"x", kRegExpandSz, "\xFF\0"s}}}}, &error));
+  EXPECT_NE(error.find("not UTF-8"), std::string::npos) << error;
 }
 
 }  // namespace

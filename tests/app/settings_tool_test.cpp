@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <functional>
@@ -14,6 +16,7 @@
 #include "common/settings_store.h"
 #include "common/text_encoding.h"
 #include "support/hive_damage.h"
+#include "support/syscall_faults.h"
 #include "support/temp_dir.h"
 
 namespace mi {
@@ -113,6 +116,9 @@ TEST_F(SettingsToolTest, SetStoresTheTypeAsked) {
     EXPECT_NE(err().find("32-bit"), std::string::npos) << bad;
   }
   EXPECT_EQ(Run({"set", "HKCU\\A", "D", "1", "--type", "qword"}), kToolUsage);
+  // An export could not carry it (its file holds expandable texts as UTF-16).
+  EXPECT_EQ(Run({"set", "HKCU\\A", "E", "caf\xE9", "--type", "expand_sz"}), kToolUsage);
+  EXPECT_NE(err().find("not UTF-8"), std::string::npos) << err();
 }
 
 TEST_F(SettingsToolTest, DeleteAndImportRemoveKeysAndValues) {
@@ -155,7 +161,6 @@ TEST_F(SettingsToolTest, ExportThenImportGivesTheSameTreeByteForByte) {
       {"Gr\xC3\xBC\xC3\x9F", kRegSz, "\xE2\x82\xAC \xF0\x9F\x98\x80\0"s,
        "\"Gr\xC3\xBC\xC3\x9F\"=\"\xE2\x82\xAC \xF0\x9F\x98\x80\""},
       {"Expand", kRegExpandSz, "%A%\xC3\xA9\0"s, "\"Expand\"=hex(2):25,00,41,00,25,00,e9,00,00,00"},
-      {"ExpandRaw", kRegExpandSz, "\xFF\0x"s, ""},
       {"Multi", kRegMultiSz, "one\0tw\xC3\xB6\0\0"s, ""},
       {"Binary", kRegBinary, "\0\x01\xFE\xFF"s + std::string(90, 'z'), ""},
       {"EmptyBinary", kRegBinary, "", "\"EmptyBinary\"=hex:"},
@@ -229,6 +234,117 @@ TEST_F(SettingsToolTest, ImportsTheSameTreeFromEachEncoding) {
     ASSERT_EQ(Run({"import", File("in.reg", files[i])}), kToolOk) << i << err();
     EXPECT_EQ(DumpHive(Root::kUser), expected) << i;
   }
+}
+
+// An export of the registry editor's own: UTF-16, a binary value continued
+// on a second line, a number, an expandable and a multi-text. It comes back
+// line for line, and `get` prints of each value what the module reads, or
+// says on the error stream why the module reads nothing there.
+TEST_F(SettingsToolTest, GetSaysWhyTheModuleReadsNothingInAValue) {
+  const std::string text =
+      "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_CURRENT_USER\\Software\\Meter]\r\n"
+      "\"Bin\"=hex:01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,15,16,\\\r\n"
+      "  17,18,19,1a,1b,1c\r\n"
+      "\"Blank\"=\" \t \"\r\n"
+      "\"COM\"=dword:0000000a\r\n"
+      "\"Multi\"=hex(7):6f,00,6e,00,65,00,00,00,74,00,77,00,6f,00,00,00,00,00\r\n"
+      "\"Path\"=hex(2):25,00,50,00,41,00,54,00,48,00,25,00,00,00\r\n"
+      "\"Text\"=\"Accu-Chek\"\r\n\r\n";
+  const std::string file = File("meter.reg", "\xFF\xFE" + Utf8ToUtf16Le(text));
+  ASSERT_EQ(Run({"import", file}), kToolOk) << err();
+  ASSERT_EQ(Run({"export", "HKCU\\Software\\Meter", (dir_ / "again.reg").string()}), kToolOk);
+  EXPECT_EQ(test::ReadFile(dir_ / "again.reg"), test::ReadFile(file));
+
+  const std::string key = "HKEY_CURRENT_USER\\Software\\Meter";
+  const std::string types =
+      ", and the module reads only REG_SZ, REG_EXPAND_SZ and REG_DWORD values";
+  const std::tuple<const char*, std::string, std::string> cases[] = {
+      // name, printed, said on the error stream
+      {"Text", "Accu-Chek\n", ""},
+      {"COM", "10\n", ""},
+      {"Path", "%PATH%\n", ""},
+      {"Multi", "",
+       "nothing read from Multi under " + key + ": a REG_MULTI_SZ value (\"one\",\"two\")" + types},
+      {"Bin", "",
+       "nothing read from Bin under " + key +
+           ": a REG_BINARY value (hex:01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12...)" +
+           types},
+      {"Blank", "",
+       "nothing read from Blank under " + key +
+           ": the text is empty once blanks and control characters are trimmed"},
+      {"Missing", "", "nothing read: no value Missing under " + key},
+  };
+  for (const auto& [name, printed, said] : cases) {
+    EXPECT_EQ(Run({"get", key, name}), printed.empty() ? kToolNothingFound : kToolOk) << name;
+    EXPECT_EQ(out(), printed) << name;
+    EXPECT_EQ(err(), said.empty() ? "" : "meterimport-settings: " + said + "\n") << name;
+  }
+  EXPECT_EQ(Run({"get", key + "\\Nothing", "x"}), kToolNothingFound);
+  EXPECT_EQ(err(), "meterimport-settings: nothing read: no such key: " + key + "\\Nothing\n");
+}
+
+// `import` reads only a regular file, and no more than a .reg file may hold:
+// a link to a device that never ends, or a huge file, is refused unread.
+TEST_F(SettingsToolTest, ImportRefusesWhatIsNoRegularFileAndWhatIsTooLarge) {
+  const std::filesystem::path zero = dir_ / "zero.reg";
+  std::filesystem::create_symlink("/dev/zero", zero);
+  const std::string large = File("large.reg", "REGEDIT4\n");
+  std::filesystem::resize_file(large, kMaxRegFileBytes + 1);  // sparse: nothing is written
+  const std::pair<std::string, const char*> cases[] = {{zero.string(), "not a regular file"},
+                                                       {large, "larger than 64 MiB"}};
+  for (const auto& [file, reason] : cases) {
+    EXPECT_EQ(Run({"import", file}), kToolFileAccess);
+    EXPECT_EQ(err(), "meterimport-settings: cannot read " + file + ": " + reason + "\n");
+  }
+  EXPECT_FALSE(std::filesystem::exists(hives_.user));
+}
+
+// An export replaces its file only once the new file is whole: a full disk
+// leaves the old file as it was, and so does a kill, whose temporary file the
+// next export into the folder removes. The new file keeps the old one's
+// permissions, and a link to the file stays a link.
+TEST_F(SettingsToolTest, AnExportThatFailsLeavesTheOldFileAsItWas) {
+  Store(Root::kUser, "S", "v", kRegSz, "new\0"s);
+  const std::filesystem::path folder = dir_ / "exports";
+  const std::string file = File("exports/settings.reg", "the old export");
+  std::filesystem::permissions(file, std::filesystem::perms(0640));
+  std::filesystem::create_symlink("settings.reg", folder / "link.reg");
+  const auto temporary = [&] {
+    return std::ranges::count_if(test::FileNames(folder), [](const auto& name) {
+      return name.starts_with(".settings.reg.tmp-");
+    });
+  };
+  const std::tuple<const char*, std::function<void(test::SyscallFaults&)>, int> cases[] = {
+      // the fault, the child's end: an exit status or a signal
+      {"full disk", [](auto& faults) { faults.FullDisk(); }, 0},
+      {"kill at the sync", [](auto& faults) { faults.KillAt(SYS_fdatasync); }, -SIGSYS},
+      {"kill at the rename", [](auto& faults) { faults.KillAtRename(); }, -SIGSYS},
+  };
+  for (const auto& [what, fault, end] : cases) {
+    SCOPED_TRACE(what);
+    const pid_t child = ::fork();
+    if (child == 0) {
+      test::SyscallFaults faults;
+      fault(faults);
+      if (!faults.Install()) ::_exit(99);
+      const int status = Run({"export", "HKCU\\S", (folder / "link.reg").string()});
+      ::_exit(status == kToolFileAccess &&
+                      err().find("No space left on device") != std::string::npos
+                  ? 0
+                  : 1);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 99) GTEST_SKIP() << "no seccomp here";
+    EXPECT_EQ(WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status), end);
+    EXPECT_EQ(test::ReadFile(file), "the old export");
+    EXPECT_EQ(temporary(), end == 0 ? 0 : 1);
+  }
+  ASSERT_EQ(Run({"export", "HKCU\\S", (folder / "link.reg").string()}), kToolOk) << err();
+  EXPECT_EQ(temporary(), 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.reg"));
+  EXPECT_TRUE(Utf16LeToUtf8(test::ReadFile(file)).find("\"v\"=\"new\"") != std::string::npos);
+  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0640));
 }
 
 // How a hive is spoilt: by this, or with none, locked by another program.

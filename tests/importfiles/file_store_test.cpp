@@ -17,10 +17,12 @@
 #include <string>
 #include <thread>
 
+#include "common/files.h"
 #include "importfiles/import_package.h"
 #include "support/import_golden.h"
 #include "support/memory_file_store.h"
 #include "support/scoped_env.h"
+#include "support/syscall_faults.h"
 #include "support/temp_dir.h"
 #include "support/unique_fd.h"
 
@@ -198,6 +200,89 @@ TEST_F(DiskFileStoreTest, AKillAtAnyMomentLeavesOnlyWholeImportFiles) {
     }
   }
   EXPECT_GT(files_seen, 0);
+}
+
+// Where the import folder cannot make anonymous files (a USB stick, a
+// network share), the new content has a temporary name in the folder; a save
+// killed at its sync or at its rename leaves that file behind, and the next
+// import, of other files, removes it.
+TEST_F(DiskFileStoreTest, WhatAKilledSaveLeftIsRemovedByTheNextImport) {
+  const DecodedRecords records = SomeRecords();
+  const std::regex import_name(R"((IMP|BG|INSULIN|INTAKES|EXERCISES|LABORATORY)_\d{14}\.\d{5})");
+  // Runs one import in a child on such a file system, with `faults`.
+  int sequence = 0;
+  const auto import = [&](test::SyscallFaults faults) {
+    ++sequence;
+    const pid_t child = ::fork();
+    if (child == 0) {
+      if (!faults.NoAnonymousFiles().Install()) ::_exit(99);
+      FixedWallClock clock(test::MomentOfWriting() + sequence);
+      ImportProgress progress;
+      const auto package = WriteImportPackage(folder.string() + "/", sequence, sequence % 2 == 0,
+                                              test::Header(), records, clock, progress, '.');
+      ::_exit(std::ranges::all_of(package.writers, [](auto& w) { return w.save_failures.empty(); })
+                  ? 0
+                  : 1);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return status;
+  };
+  const auto killed_at = [](const char* call) {
+    test::SyscallFaults faults;
+    return std::string(call) == "sync" ? faults.KillAt(SYS_fdatasync) : faults.KillAtRename();
+  };
+  for (const char* call : {"sync", "rename"}) {
+    SCOPED_TRACE(call);
+    const int killed = import(killed_at(call));
+    if (WIFEXITED(killed) && WEXITSTATUS(killed) == 99) GTEST_SKIP() << "no seccomp here";
+    ASSERT_TRUE(WIFSIGNALED(killed) && WTERMSIG(killed) == SIGSYS) << killed;
+    const std::set<std::string> left = FileNames(folder);
+    ASSERT_TRUE(std::ranges::any_of(left, [](const std::string& name) {
+      return name.starts_with(".") && name.find(".tmp-") != std::string::npos;
+    })) << "the kill left nothing to remove";
+
+    const int next = import(test::SyscallFaults());
+    ASSERT_TRUE(WIFEXITED(next) && WEXITSTATUS(next) == 0) << next;
+    for (const std::string& name : FileNames(folder)) {
+      EXPECT_TRUE(std::regex_match(name, import_name)) << "left in the folder: " << name;
+    }
+  }
+}
+
+// A save removes the temporary files of writers that are gone, and nothing
+// else: not those of a writer at work here (its process exists) or elsewhere
+// (another PID namespace or machine: it holds the file's lock).
+TEST_F(DiskFileStoreTest, ASaveRemovesOnlyTheTemporaryFilesOfWritersThatAreGone) {
+  const pid_t gone = ::fork();
+  if (gone == 0) ::_exit(0);
+  ::waitpid(gone, nullptr, 0);
+  const std::string dead = std::to_string(gone);
+  const std::string alive = std::to_string(::getpid());
+  const std::pair<std::string, bool> names[] = {
+      // name, removed
+      {".BG_20032026093005.00017.tmp-" + dead + "-1", true},
+      {".IMP_1.00001.tmp-" + dead + "-12", true},
+      {".export.reg.tmp-" + dead + "-3", true},  // any writer's, not only an import file's
+      {".IMP_2.00001.tmp-" + alive + "-1", false},
+      {".IMP_3.00001.tmp-" + dead + "-2", false},  // locked below
+      {".IMP_4.00001.tmp-" + dead + "-", false},
+      {".IMP_5.00001.tmp-" + dead + "-0", false},
+      {"IMP_6.00001.tmp-" + dead + "-1", false},
+      {".tmp-" + dead + "-1", false},
+      {".IMP_7.00001.tmp-x" + dead + "-1", false},
+  };
+  for (const auto& [name, removed] : names) test::WriteFile(folder / name, "x");
+  test::UniqueFd held(::open((folder / names[4].first).c_str(), O_RDONLY));
+  MarkTemporaryFileInUse(held.get());
+  std::filesystem::create_directory(folder / (".IMP_8.00001.tmp-" + dead + "-1"));
+
+  ASSERT_TRUE(disk.Replace(folder / "IMP_9.00001", "new"));
+  std::set<std::string> expected = {"IMP_9.00001", ".IMP_8.00001.tmp-" + dead + "-1"};
+  for (const auto& [name, removed] : names) {
+    if (!removed) expected.insert(name);
+  }
+  EXPECT_EQ(FileNames(folder), expected);
 }
 
 // Two imports writing the same file at the same time (two diaries, or one

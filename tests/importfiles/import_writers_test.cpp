@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "common/text_helpers.h"
 #include "importfiles/profile_editor.h"
 #include "meterimport/version.h"
 #include "support/import_golden.h"
@@ -158,13 +161,45 @@ TEST_F(ImportWriterTest, ProfileApiStorageWritesKeysInOrderAndStorageMethodOne) 
             "Until=02022003\r\nNUMSKIPS=1\r\nSTORAGEMETHOD=1\r\n");
 }
 
-// The golden files hold the prefixes "P" and none, a type without a value and
-// laboratory values with the user's separator.
-TEST(DataLineTest, TrailingSeparatorsVanishAndEventsNotAbove0StayEmpty) {
-  GlucoseRecord record{.date = Date(2003, 2, 1), .bg = -7, .comment = "|x|"};
-  // No escaping: a "|" ending the text is stripped like an empty field's.
-  EXPECT_EQ(GlucoseLine(record), "01022003|0000|-7||||x");
-  record = {.date = Date(2003, 2, 1), .event = -2, .skip = -1};  // event not above 0: empty
+// A "|" in any text that reaches a data line (an insulin's or an event's
+// name, a comment) stays inside its field: the line keeps the format line's
+// number of fields, and the diary reads every field where it belongs.
+TEST(DataLineTest, ABarInATextStaysInsideItsField) {
+  const std::string text = "Ins|10 |";  // also at the end, where a field would be cut off
+  const std::string kept =
+      "Ins\xC2\xA6"
+      "10 \xC2\xA6";
+  const DateValue date = Date(2026, 2, 8);
+  // clang-format off
+  const std::tuple<const char*, std::string, size_t> lines[] = {
+      // where the text is, the line, the number of the field it must be in
+      {"glucose EVENT_DESC", GlucoseLine({.date = date, .event_desc = text, .skip = -1}), 5},
+      {"glucose COMMENT", GlucoseLine({.date = date, .comment = text, .skip = -1}), 6},
+      {"insulin TYPE", InsulinLine({.date = date, .type = text, .skip = -1}), 6},
+      {"insulin EVENT_DESC", InsulinLine({.date = date, .event_desc = text, .skip = -1}), 8},
+      {"insulin COMMENT", InsulinLine({.date = date, .comment = text, .skip = -1}), 9},
+      {"intakes DESC", IntakeLine({.date = date, .desc = text, .skip = -1}), 11},
+      {"intakes EVENT_DESC", IntakeLine({.date = date, .event_desc = text, .skip = -1}), 13},
+      {"intakes COMMENT", IntakeLine({.date = date, .comment = text, .skip = -1}), 14},
+      {"exercise DESC", ExerciseLine({.date = date, .desc = text, .skip = -1}), 4},
+      {"exercise COMMENT", ExerciseLine({.date = date, .desc_event = text, .skip = -1}), 7},
+      {"laboratory COMMENT", LabLine({.date = date, .comment = text, .skip = -1}, '.'), 16},
+  };
+  // clang-format on
+  const std::map<std::string, size_t> format_fields = {
+      {"glucose", 8}, {"insulin", 10}, {"intakes", 15}, {"exercise", 8}, {"laboratory", 17}};
+  for (const auto& [where, line, field] : lines) {
+    std::vector<std::string> fields;
+    SplitText(line, fields, '|');
+    const std::string category(where, std::string_view(where).find(' '));
+    ASSERT_EQ(fields.size(), format_fields.at(category)) << where << ": " << line;
+    EXPECT_EQ(fields[field - 1], kept) << where << ": " << line;
+    EXPECT_EQ(fields.back(), "1") << where;  // SKIP, in its place
+  }
+}
+
+TEST(DataLineTest, EventsNotAbove0StayEmpty) {
+  const GlucoseRecord record{.date = Date(2003, 2, 1), .event = -2, .skip = -1};
   EXPECT_EQ(GlucoseLine(record), "01022003|0000|0|||||1");
 }
 

@@ -251,6 +251,11 @@ class RegFileParser {
       if (format_ == RegFileFormat::kVersion5) {
         if (bytes.size() % 2 != 0) return Fail("UTF-16 text data with an odd number of bytes");
         bytes = Utf16LeToUtf8(bytes);
+        // The same rule as for the file's own text: a lone surrogate is no
+        // character, and the hive keeps texts as UTF-8.
+        if (!IsValidUtf8(bytes)) {
+          return Fail("UTF-16 text data that is not valid (a lone surrogate)");
+        }
       } else if (!IsValidUtf8(bytes)) {
         bytes = Windows1252ToUtf8(bytes);
       }
@@ -404,6 +409,18 @@ bool UnfitForRegFile(std::string_view name) {
   return false;
 }
 
+std::string WhyUnfitForRegFile(const RegValue& value) {
+  if (UnfitForRegFile(value.name)) {
+    return "the value name '" + value.name + "' holds a line break or a NUL";
+  }
+  if ((value.type == kRegExpandSz || value.type == kRegMultiSz) && !IsValidUtf8(value.data)) {
+    return "the value '" + value.name + "' holds " +
+           (value.type == kRegExpandSz ? "REG_EXPAND_SZ" : "REG_MULTI_SZ") +
+           " data that are not UTF-8 text (the file carries them as UTF-16)";
+  }
+  return std::string();
+}
+
 RegFileWriter::RegFileWriter(Sink sink) : sink_(std::move(sink)) {
   buffer_.reserve(kWriterPiece + kWriterPiece / 4);
   buffer_ = kUtf16Bom;
@@ -425,9 +442,8 @@ bool RegFileWriter::AddKey(std::string_view name, const std::vector<RegValue>& v
   }
   lines_.clear();
   for (const auto& value : values) {
-    if (UnfitForRegFile(value.name)) {
-      *error = "the value name '" + value.name + "' under " + std::string(name) +
-               " holds a line break or a NUL";
+    if (const std::string why = WhyUnfitForRegFile(value); !why.empty()) {
+      *error = why + " (under " + std::string(name) + ")";
       return false;
     }
     lines_ += FormatRegValue(value);

@@ -73,9 +73,9 @@ class RegFileWriter {
 
   explicit RegFileWriter(Sink sink);
   // `name` is the key's full name, root first. False, with `error` filled,
-  // when the key's name or a value's name holds a line break or a NUL (a
-  // .reg file cannot carry them; nothing of the key is written then), or
-  // when the sink fails.
+  // when the key's name holds a line break or a NUL or a value is unfit
+  // (WhyUnfitForRegFile; nothing of the key is written then), or when the
+  // sink fails.
   bool AddKey(std::string_view name, const std::vector<RegValue>& values, std::string* error);
   // Writes the end of the file and what is left over. False when the sink fails.
   bool Finish();
@@ -92,8 +92,14 @@ class RegFileWriter {
 // file cannot carry.
 bool UnfitForRegFile(std::string_view name);
 
+// Why a value cannot be written so that importing the file gives it back:
+// its name holds a line break or a NUL, or it is an expandable or multi-text
+// whose data are not UTF-8 (the file carries them as UTF-16, which has no
+// form for stray bytes). Empty when it can.
+std::string WhyUnfitForRegFile(const RegValue& value);
+
 // The file's bytes for these keys, in this order. nullopt, with `error`
-// filled, when a key or value name holds a line break or a NUL.
+// filled, when a key cannot be written (see RegFileWriter::AddKey).
 std::optional<std::string> FormatRegFile(const std::vector<RegKeyDump>& keys, std::string* error);
 
 // The line (or lines, continued with "\") of one value, without line end.

@@ -1,8 +1,5 @@
 #include "app/meterimport-settings/settings_tool.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -84,45 +81,6 @@ std::string Little32(uint32_t number) {
   return bytes;
 }
 
-// A file written piece by piece; the first failure is kept in `error`.
-class OutputFile {
- public:
-  OutputFile(const std::string& path, std::string& error) : error_(error) {
-    fd_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd_ < 0) error_ = std::strerror(errno);
-  }
-  ~OutputFile() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-
-  bool ok() const { return fd_ >= 0; }
-  bool Write(std::string_view bytes) {
-    while (!bytes.empty()) {
-      const ssize_t n = ::write(fd_, bytes.data(), bytes.size());
-      if (n < 0 && errno == EINTR) continue;
-      if (n < 0) {
-        error_ = std::strerror(errno);
-        return false;
-      }
-      bytes.remove_prefix(static_cast<size_t>(n));
-    }
-    return true;
-  }
-  bool Close() {
-    const int fd = fd_;
-    fd_ = -1;
-    if (::close(fd) == 0) return true;
-    error_ = std::strerror(errno);
-    return false;
-  }
-
- private:
-  std::string& error_;
-  int fd_ = -1;
-};
-
 std::string HexBytes(std::string_view bytes) {
   std::string text = "hex:";
   for (size_t i = 0; i < bytes.size(); ++i) {
@@ -203,6 +161,23 @@ std::string ShownData(const RegValue& value) {
     return text;
   }
   return HexBytes(data);
+}
+
+// Why the settings store's reader finds nothing in a value, as `get` says it.
+std::string WhyNothingIsRead(Hive& hive, const RootedKey& key, const std::string& name) {
+  if (!hive.KeyExists(key.path)) return "nothing read: no such key: " + KeyText(key);
+  const std::optional<RegValue> value = hive.GetValue(key.path, name);
+  const std::string what = ShownName(name) + " under " + KeyText(key);
+  if (!value) return "nothing read: no value " + what;
+  if (value->type != kRegSz && value->type != kRegExpandSz && value->type != kRegDword) {
+    constexpr size_t kShown = 60;
+    std::string data = ShownData(*value);
+    if (data.size() > kShown) data = data.substr(0, kShown - 3) + "...";
+    return "nothing read from " + what + ": a " + TypeName(value->type) + " value (" + data +
+           "), and the module reads only REG_SZ, REG_EXPAND_SZ and REG_DWORD values";
+  }
+  return "nothing read from " + what +
+         ": the text is empty once blanks and control characters are trimmed";
 }
 
 // "cannot read KEY: the hive FILE is damaged (...)" and the like.
@@ -319,10 +294,14 @@ int SettingsGet(const ToolArgs& args, const HivePaths& hives, std::ostream& out,
   // Opened for writing where it may be, like every command: SQLite then
   // undoes a change that a crash cut off before the value is read.
   Hive hive(HiveFile(hives, key->root), Hive::Mode::kReadWrite, ReadersOf(key->root));
+  const std::string name = ValueName(args[1]);
   std::string value;
-  ReadCleanSetting(hive, key->path, ValueName(args[1]), value);
+  ReadCleanSetting(hive, key->path, name, value);
   if (hive.problem()) return HiveError(err, kToolHiveRead, *key, hive);
-  if (value.empty()) return kToolNothingFound;
+  if (value.empty()) {
+    err << kProgram << WhyNothingIsRead(hive, *key, name) << "\n";
+    return kToolNothingFound;
+  }
   out << value << "\n";
   return kToolOk;
 }
@@ -363,6 +342,11 @@ int SettingsSet(const ToolArgs& args, const HivePaths& hives, std::ostream&, std
     reg_type = kRegExpandSz;
   } else {
     return Error(err, kToolUsage, "unknown --type '" + type + "' (use sz, expand_sz or dword)");
+  }
+  // The file of an export carries expandable texts as UTF-16, which has no
+  // form for bytes that are not UTF-8.
+  if (reg_type == kRegExpandSz && !IsValidUtf8(text)) {
+    return Error(err, kToolUsage, "not UTF-8 text: '" + text + "'");
   }
   // The settings store's writer, step for step: the key is created with the
   // class "string" when missing, an empty text becomes one blank, and the
@@ -423,7 +407,7 @@ int SettingsImport(const ToolArgs& args, const HivePaths& hives, std::ostream&, 
   if (args.size() != 1) return Usage(err);
   const std::string& file = args[0];
   std::string error;
-  const std::optional<std::string> bytes = ReadWholeFile(file, &error, FileKind::kAny);
+  const std::optional<std::string> bytes = ReadWholeFile(file, &error, kMaxRegFileBytes);
   if (!bytes) return Error(err, kToolFileAccess, "cannot read " + file + ": " + error);
   RegFileError bad;
   auto parsed = ParseRegFile(*bytes, &bad);
@@ -446,22 +430,26 @@ int SettingsExport(const ToolArgs& args, const HivePaths& hives, std::ostream&, 
   const auto keys = hive.Subtree(key->path);
   if (hive.problem()) return HiveError(err, kToolHiveRead, *key, hive);
   if (!keys) return Error(err, kToolNoSuchKey, "no such key: " + KeyText(*key));
-  // Names that a .reg file cannot carry are refused before the file is touched.
+  // What a .reg file cannot carry is refused before the file is touched.
   for (const HiveKeyNode& node : *keys) {
     std::string unfit;
-    if (UnfitForRegFile(node.name)) unfit = "the key name '" + node.name + "'";
+    if (UnfitForRegFile(node.name)) {
+      unfit = "the key name '" + node.name + "' holds a line break or a NUL";
+    }
     for (const auto& value : node.values) {
-      if (UnfitForRegFile(value.name)) unfit = "the value name '" + value.name + "'";
+      if (unfit.empty()) unfit = WhyUnfitForRegFile(value);
     }
     if (!unfit.empty()) {
-      return Error(
-          err, kToolFileAccess,
-          "cannot export " + KeyText(*key) + ": " + unfit + " holds a line break or a NUL");
+      return Error(err, kToolFileAccess, "cannot export " + KeyText(*key) + ": " + unfit);
     }
   }
-  std::string error;
-  OutputFile output(file, error);
-  if (!output.ok()) return Error(err, kToolFileAccess, "cannot write " + file + ": " + error);
+  // Written beside the file and renamed over it when whole: a full disk or a
+  // kill leaves the old file as it was.
+  FileReplacement output(file);
+  const auto cannot_write = [&] {
+    return Error(err, kToolFileAccess, "cannot write " + file + ": " + output.error());
+  };
+  if (!output.ok()) return cannot_write();
   RegFileWriter writer([&](std::string_view piece) { return output.Write(piece); });
   // Each key's full name, built along the way: the keys come parents first.
   std::string name;
@@ -477,13 +465,9 @@ int SettingsExport(const ToolArgs& args, const HivePaths& hives, std::ostream&, 
     if (!node.name.empty()) (name += '\\') += node.name;
     open_keys.emplace_back(i, name.size());
     std::string unused;
-    if (!writer.AddKey(name, node.values, &unused)) {
-      return Error(err, kToolFileAccess, "cannot write " + file + ": " + error);
-    }
+    if (!writer.AddKey(name, node.values, &unused)) return cannot_write();
   }
-  if (!writer.Finish() || !output.Close()) {
-    return Error(err, kToolFileAccess, "cannot write " + file + ": " + error);
-  }
+  if (!writer.Finish() || !output.Commit()) return cannot_write();
   return kToolOk;
 }
 

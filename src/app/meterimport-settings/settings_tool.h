@@ -4,6 +4,7 @@
 // its name, writes to `out` and `err`, and returns the program's exit status,
 // so that they run the same in tests as from the command line.
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -24,6 +25,10 @@ enum SettingsToolStatus : int {
 };
 
 using ToolArgs = std::vector<std::string>;
+
+// The largest .reg file that `import` reads: far above any settings tree of
+// the module (a few kilobytes), far below what would strain the memory.
+inline constexpr size_t kMaxRegFileBytes = size_t{64} << 20;
 
 // The whole program: `args` without the program name.
 int RunSettingsTool(const ToolArgs& args, const HivePaths& hives, std::ostream& out,
