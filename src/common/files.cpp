@@ -23,15 +23,13 @@ std::nullopt_t Failed(std::string* error, std::string why) {
   return std::nullopt;
 }
 
-// A positive decimal number without leading zeros, the whole of `text`.
+// A positive decimal number without sign or leading zeros, the whole of `text`.
 template <typename Number>
 std::optional<Number> PositiveNumber(std::string_view text) {
+  if (text.empty() || text.front() < '1' || text.front() > '9') return std::nullopt;
   Number number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number <= 0 ||
-      text.front() == '0') {
-    return std::nullopt;
-  }
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return number;
 }
 
@@ -157,24 +155,24 @@ void RemoveAbandonedTemporaryFiles(int folder) {
 
 // ---- Replacing a file ----------------------------------------------------------
 
-FileReplacement::FileReplacement(const std::filesystem::path& requested) {
+FileReplacement::FileReplacement(const std::filesystem::path& file) {
   std::error_code ignored;
   // The file a link names is replaced, not the link.
-  std::filesystem::path file = requested;
-  if (std::filesystem::is_symlink(requested, ignored)) {
-    const std::filesystem::path resolved = std::filesystem::weakly_canonical(requested, ignored);
-    if (!ignored) file = resolved;
+  std::filesystem::path target = file;
+  if (std::filesystem::is_symlink(file, ignored)) {
+    const std::filesystem::path resolved = std::filesystem::weakly_canonical(file, ignored);
+    if (!ignored) target = resolved;
   }
   struct stat old {};
-  const bool exists = ::stat(file.c_str(), &old) == 0;
+  const bool exists = ::stat(target.c_str(), &old) == 0;
   if (exists && !S_ISREG(old.st_mode)) {
     // A device or a FIFO: nothing there to keep whole.
-    fd_ = ::open(file.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    fd_ = ::open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
     if (fd_ < 0) Fail("cannot open");
     return;
   }
-  const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
-  name_ = file.filename().string();
+  const std::filesystem::path folder = target.has_parent_path() ? target.parent_path() : ".";
+  name_ = target.filename().string();
   folder_ = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (folder_ < 0) {
     Fail("cannot open the folder");

@@ -172,7 +172,7 @@ std::string WhyNothingIsRead(Hive& hive, const RootedKey& key, const std::string
   if (value->type != kRegSz && value->type != kRegExpandSz && value->type != kRegDword) {
     constexpr size_t kShown = 60;
     std::string data = ShownData(*value);
-    if (data.size() > kShown) data = data.substr(0, kShown - 3) + "...";
+    if (data.size() > kShown) data.replace(kShown - 3, std::string::npos, "...");
     return "nothing read from " + what + ": a " + TypeName(value->type) + " value (" + data +
            "), and the module reads only REG_SZ, REG_EXPAND_SZ and REG_DWORD values";
   }
