@@ -110,8 +110,9 @@ std::string TemporaryNameFor(std::string_view name) {
 
 std::optional<pid_t> TemporaryFileWriter(std::string_view name) {
   // "." NAME ".tmp-" PID "-" N, NAME not empty.
+  if (!name.starts_with('.')) return std::nullopt;
   const size_t mark = name.rfind(kTemporaryMark);
-  if (!name.starts_with('.') || mark == std::string_view::npos || mark < 2) return std::nullopt;
+  if (mark == std::string_view::npos || mark < 2) return std::nullopt;
   const std::string_view numbers = name.substr(mark + kTemporaryMark.size());
   const size_t dash = numbers.find('-');
   if (dash == std::string_view::npos || !PositiveNumber<uint64_t>(numbers.substr(dash + 1))) {
@@ -132,6 +133,8 @@ void RemoveAbandonedTemporaryFiles(int folder) {
     ::close(copy);
     return;
   }
+  // The copy shares the folder's read position: from the start every time.
+  ::rewinddir(listing);
   while (const dirent* entry = ::readdir(listing)) {
     const std::optional<pid_t> writer = TemporaryFileWriter(entry->d_name);
     if (!writer || ProcessExists(*writer)) continue;
