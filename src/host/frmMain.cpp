@@ -7,9 +7,9 @@
 #include <limits>
 
 #include "common/wait.h"
-#include "host/command_line.h"
-#include "host/meter_catalogue.h"
 #include "setup/frmSetup.h"
+#include "shell/command_line.h"
+#include "shell/meter_catalogue.h"
 #include "ui/localise.h"
 #include "ui/pictures.h"
 #include "wizard/frmAccuSensorComplete.h"

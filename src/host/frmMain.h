@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-#include "host/status_channel.h"
+#include "shell/status_channel.h"
 #include "transfer/import_session.h"
 #include "ui/window_services.h"
 #include "wizard/wizard_host.h"

@@ -26,8 +26,8 @@
 
 #include "meter/code_tables.h"
 #include "meter/meter_connection.h"
-#include "meter/raw_records.h"
-#include "meter/records.h"
+#include "records/raw_records.h"
+#include "records/records.h"
 
 namespace mi {
 

@@ -18,7 +18,7 @@
 #include "common/conversions.h"
 #include "meter/meter_control.h"
 #include "meter/meter_errors.h"
-#include "meter/raw_records.h"
+#include "records/raw_records.h"
 
 namespace mi {
 

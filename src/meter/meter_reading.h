@@ -16,8 +16,8 @@
 
 #include "meter/decoders.h"
 #include "meter/meter_connection.h"
-#include "meter/raw_records.h"
-#include "meter/records.h"
+#include "records/raw_records.h"
+#include "records/records.h"
 
 namespace mi {
 

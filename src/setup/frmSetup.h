@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-#include "host/meter_catalogue.h"
+#include "shell/meter_catalogue.h"
 
 class QButtonGroup;
 class QCheckBox;

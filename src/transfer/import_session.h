@@ -23,13 +23,13 @@
 
 #include "common/clock.h"
 #include "common/settings_store.h"
-#include "host/host_shell.h"
 #include "importfiles/import_package.h"
 #include "meter/meter_connection.h"
 #include "meter/meter_control.h"
 #include "meter/meter_reading.h"
 #include "profile/meter_profile.h"
 #include "serial/port_probe.h"
+#include "shell/host_shell.h"
 #include "transfer/import_report.h"
 
 namespace mi {

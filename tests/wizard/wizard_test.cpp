@@ -17,9 +17,9 @@
 
 #include "app/meterimport-batch/batch.h"
 #include "host/frmMain.h"
-#include "host/meter_catalogue.h"
 #include "meter/plugin_control.h"
 #include "profile/meter_profile.h"
+#include "shell/meter_catalogue.h"
 #include "support/import_golden.h"
 #include "support/recording_message_boxes.h"
 #include "support/recording_status_link.h"

@@ -10,9 +10,9 @@
 #include <string>
 
 #include "common/locale_info.h"
-#include "host/command_line.h"
 #include "host/frmMain.h"
 #include "host/status_link.h"
+#include "shell/command_line.h"
 #include "ui/event_pump.h"
 #include "ui/window_services.h"
 

@@ -27,7 +27,7 @@
 #include <string_view>
 #include <vector>
 
-#include "meter/raw_records.h"
+#include "records/raw_records.h"
 
 namespace mi::sim {
 

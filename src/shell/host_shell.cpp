@@ -1,10 +1,10 @@
-#include "host/host_shell.h"
+#include "shell/host_shell.h"
 
 #include <limits>
 
 #include "common/conversions.h"
 #include "common/text_ids.h"
-#include "host/meter_catalogue.h"
+#include "shell/meter_catalogue.h"
 
 namespace mi {
 namespace {

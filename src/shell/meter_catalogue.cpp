@@ -1,4 +1,4 @@
-#include "host/meter_catalogue.h"
+#include "shell/meter_catalogue.h"
 
 #include <array>
 

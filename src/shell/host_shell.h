@@ -14,9 +14,9 @@
 
 #include "common/language.h"
 #include "common/settings_store.h"
-#include "host/command_line.h"
-#include "host/host_context.h"
-#include "host/status_channel.h"
+#include "shell/command_line.h"
+#include "shell/host_context.h"
+#include "shell/status_channel.h"
 
 namespace mi {
 

@@ -7,8 +7,8 @@
 
 #include <vector>
 
-#include "host/command_line.h"
-#include "host/host_shell.h"
+#include "shell/command_line.h"
+#include "shell/host_shell.h"
 #include "support/test_hives.h"
 
 namespace mi {
