@@ -457,11 +457,11 @@ void frmSetup::cmdNext_Click() {
       if (chosen[event]) write("Event" + std::to_string(event), std::to_string(*chosen[event]));
     }
   }
-  session_.shell().context().SetupBusy = false;
+  session_.SetSetupBusy(false);
 }
 
 void frmSetup::cmdCancel_Click() {
-  session_.shell().context().SetupBusy = false;
+  session_.SetSetupBusy(false);
 }
 
 void frmSetup::cmdInsulin_Click(int Index) {

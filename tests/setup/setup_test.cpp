@@ -43,8 +43,7 @@ class SetupTest : public ::testing::Test {
     environment.decimal_separator = separator;
     session = std::make_unique<ImportSession>(environment);
     session->Start("Diary 1 1 " + std::to_string(meter_id));
-    const auto family =
-        SetupFamilyFor(SetupDialogForFamily(session->shell().context().MeterFamily));
+    const auto family = SetupFamilyFor(SetupDialogForFamily(session->context().MeterFamily));
     dialog = std::make_unique<frmSetup>(*family, *session, services, nullptr);
     dialog->Form_Load();
     dialog->Go();
@@ -142,7 +141,7 @@ TEST_F(SetupTest, SavesEveryValueAndAnInsulinsNameAndCancelSavesNothing) {
   Open(13, ',');
   Find<QPushButton>("cmdCancel")->click();
   EXPECT_FALSE(fs::exists(hives.paths.user));
-  EXPECT_FALSE(session->shell().context().SetupBusy);
+  EXPECT_FALSE(session->context().SetupBusy);
 
   Open(13, ',');
   Find<QCheckBox>("Check1_1")->click();  // insulin off
@@ -156,9 +155,9 @@ TEST_F(SetupTest, SavesEveryValueAndAnInsulinsNameAndCancelSavesNothing) {
   EXPECT_EQ(Lines()[9], "Regular insulin->Actrapid [HM] = fast →");
   dialog->List1_DblClick();                    // an empty answer changes nothing
   Find<QPushButton>("cmdInsulin_0")->click();  // neither does cancel
-  session->shell().context().SetupBusy = true;
+  session->SetSetupBusy(true);
   Find<QPushButton>("cmdNext")->click();
-  EXPECT_FALSE(session->shell().context().SetupBusy);
+  EXPECT_FALSE(session->context().SetupBusy);
   // The name is stored exactly; the import files, in Windows-1252, will carry
   // a "?" for the arrow. The Complete has no events.
   ExpectUser(kComplete,
