@@ -73,7 +73,7 @@ const MeterProfile& ImportSession::LoadProfile() {
   LoadMeterProfile(profile_, settings_, shell_.MeterKey(), shell_.language(), context().MeterID,
                    environment_.program_file, environment_.decimal_separator,
                    shell_.LanguageName());
-  ir_key_chosen_ = profile_.irKeyVisible && profile_.irKeyValue != 0;
+  ir_key_chosen_ = profile_.irKeyValue != 0;
   return profile_;
 }
 

@@ -254,6 +254,29 @@ TEST_F(WizardTest, CancelEndsTheModuleOnceAtEveryStep) {
   }
 }
 
+// The port the person checks is the one read and remembered, not the one
+// remembered before: the meter answers on port 4 only.
+TEST_F(WizardTest, ReadsFromThePortThePersonChecks) {
+  nlohmann::json memory = nlohmann::json::parse(
+      test::ReadFile(test::SampleMemory(hives.dir.path(), "accu-chek-sensor-complete.json")));
+  memory["port"] = 4;
+  test::WriteFile(hives.dir / "port4.json", memory.dump());
+  hives.SetMachineText(kMeterControlServerKey, "MemoryFile", (hives.dir / "port4.json").string());
+  hives.SetUserText(meter_key, "COM", "2");
+  Start("Diary 17 0 13 0");
+  Next();
+  auto* ports = Find<QListWidget>("lbPorts");
+  ASSERT_EQ(ports->item(1)->checkState(), Qt::Checked);  // COM:2, remembered
+  ports->item(3)->setCheckState(Qt::Checked);            // the person checks COM:4
+  EXPECT_EQ(ports->item(1)->checkState(), Qt::Unchecked);
+  Next(2);
+  ASSERT_EQ(Screen(), "contSuccess 4") << ::testing::PrintToString(boxes.Texts());
+  Next(2);
+  EXPECT_EQ(
+      hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM", ""),
+      "4");
+}
+
 // With the port test on: no port at all keeps the wizard on its first screen;
 // a port that vanished keeps it on the port page (the flow's own tests:
 // tests/transfer/wizard_flow_test.cpp).
