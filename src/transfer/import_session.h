@@ -33,9 +33,9 @@
 #include "meter/meter_control.h"
 #include "meter/meter_reading.h"
 #include "profile/meter_profile.h"
+#include "profile/setup_model.h"
 #include "serial/port_probe.h"
 #include "shell/host_shell.h"
-#include "shell/meter_catalogue.h"
 #include "transfer/import_report.h"
 
 namespace mi {

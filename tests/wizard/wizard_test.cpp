@@ -139,7 +139,8 @@ TEST_P(EverySampleMemory, GoesThroughEveryScreenAndWritesWhatTheBatchWrites) {
   const auto [sample, meter_id] = GetParam();
   Install(meter_id, sample);
   Start("Diary 17 1 " + std::to_string(meter_id) + " 0");
-  EXPECT_EQ(Find("cmdSetup")->isVisible(), FindMeter(meter_id)->setup != SetupDialog::kNone);
+  EXPECT_EQ(Find("cmdSetup")->isVisible(),
+            SetupDialogForFamily(FindMeter(meter_id)->family) != SetupDialog::kNone);
   EXPECT_EQ(Screen(), "contIntro 0");
   EXPECT_EQ(main->wizard()->imgstp(0)->picture(), meter_id + 100);
   Next();
