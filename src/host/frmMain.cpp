@@ -89,10 +89,6 @@ void frmMain::Action(int16_t mode) {
   wizard_->Go();
 }
 
-bool frmMain::HasSetupDialog() const {
-  return SetupFamilyFor(session_.setup_dialog()).has_value();
-}
-
 void frmMain::CallSetup(QWidget* invoking, QWidget* container) {
   const std::optional<SetupFamily> family = SetupFamilyFor(session_.setup_dialog());
   if (!family) {

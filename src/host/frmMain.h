@@ -57,7 +57,6 @@ class frmMain : public QWidget, public WizardHost {
   ImportSession& session() override { return session_; }
   WindowServices& services() override { return services_; }
   void CallSetup(QWidget* invoking, QWidget* container) override;
-  bool HasSetupDialog() const override;
 
   frmAccuSensorComplete* wizard() const { return wizard_.get(); }
   // The caption of the `status` label.

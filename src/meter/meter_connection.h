@@ -90,14 +90,8 @@ class MeterConnection {
   // the control when it is not known yet.
   std::optional<int32_t> CurrentMeterModel(std::string* err = nullptr);
 
-  // The state, for the transfer and for tests.
-  int32_t error_flag() const { return error_; }
-  int32_t progress_window() const { return progress_window_; }
-  int16_t port() const { return port_; }
+  // The connection's text, empty while there is none.
   const std::string& connect_text() const { return connect_text_; }
-  int32_t cached_kind() const { return cached_kind_; }
-  int16_t cached_count() const { return cached_count_; }
-  const std::string& model_code() const { return model_code_; }
 
  private:
   // False, with the failure of `method` in *err, when the error flag is set.

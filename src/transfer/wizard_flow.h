@@ -118,7 +118,6 @@ class WizardFlow {
   // bCancel: -1 once the person cancelled; the serial receive loops watch it.
   int16_t bCancel() const { return bCancel_; }
   int16_t& cancel_flag() { return bCancel_; }
-  const PortChoice& ports() const { return ports_; }
   const ImportResult* last_result() const { return result_.get(); }
 
  private:

@@ -87,7 +87,6 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
   void Timer1_Timer();
 
   // The state, for the start-up window and tests.
-  const WizardFlow& flow() const { return flow_; }
   int16_t step() const { return flow_.step(); }
   int16_t bCancel() const { return flow_.bCancel(); }
   // cppcheck-suppress CastIntegerToAddressAtReturn ; imgstp_ holds pointers, not integers

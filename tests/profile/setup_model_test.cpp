@@ -177,16 +177,5 @@ TEST_F(SetupModelTest, EachEventHasOneChoiceAndOnlyChoicesAreSaved) {
   }
 }
 
-TEST(SetupFamilies, TheThreeDialogsAndTheirFamilies) {
-  EXPECT_EQ(SetupDialogForFamily("Accu-Chek Complete"), SetupDialog::kComplete);
-  EXPECT_EQ(SetupDialogForFamily("accutrend dm"), SetupDialog::kNone);  // exact
-  EXPECT_EQ(SetupFamilyFor(SetupDialog::kNone), std::nullopt);
-  const SetupFamily dm = *SetupFamilyFor(SetupDialogForFamily("Accutrend DM"));
-  const SetupFamily glucotrend = *SetupFamilyFor(SetupDialogForFamily("Glucotrend GCT"));
-  EXPECT_EQ(std::string(dm.window_name) + " " + glucotrend.window_name,
-            "frmSetupDM frmSetupGlucotrend");
-  EXPECT_EQ(std::tuple(dm.checks.size(), dm.ketones, dm.events), std::tuple(4u, false, true));
-}
-
 }  // namespace
 }  // namespace mi
