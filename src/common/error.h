@@ -3,10 +3,11 @@
 // How the core says that something went wrong. One convention, as in ninja:
 //
 // - A routine that can fail returns bool, or std::optional<T> when it gives a
-//   value, and takes `std::string* err` as its last argument (null: the
-//   caller does not want the words). On failure it returns false (nullopt)
-//   and puts into *err one line that names the place first and then says
-//   what is wrong: "/srv/import/BG_...: the file exists but cannot be read",
+//   value, and takes a `std::string* err` after the arguments it works on
+//   (null: the caller does not want the words; some older routines call it
+//   `why` or `error`). On failure it returns false (nullopt) and puts into
+//   *err one line that names the place first and then says what is wrong: "/srv/import/BG_...: the
+//   file exists but cannot be read",
 //   "{C8367F72-...} method 36 (get data record) failed: ...", "date
 //   conversion failed: \"2004130\" \"\"".
 // - Outputs change only on success: a call that fails leaves its targets as

@@ -117,7 +117,7 @@ void SetupModel::Load() {
                               : std::nullopt;
   const std::optional<int16_t> conversion = ToInt16(Read("BUConversionFactor", "1"));
   bu_conversion_.reset();
-  if (conversion == 0 || conversion == 1) bu_conversion_ = *conversion;
+  if (conversion && (*conversion == 0 || *conversion == 1)) bu_conversion_ = *conversion;
 
   for (int type = 1; type <= family_.insulin_types; ++type) {
     insulin_names_[Type(type)] = Read("Desc_Insulin" + std::to_string(type), OwnInsulinName(type));

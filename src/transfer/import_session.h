@@ -141,7 +141,6 @@ class ImportSession {
 
   // The meter communication control of the process, created on first use.
   MeterControl& Control();
-  MeterConnection& connection();
 
   // Reads the meter on the port in use, with the infrared key's driver when
   // UsesIrKey(); the identification goes to the shell. Fails at the ways out
@@ -181,6 +180,7 @@ class ImportSession {
 
  private:
   bool TakeWayOut(WayOut way_out, std::string* err);
+  MeterConnection& connection();
 
   ImportEnvironment environment_;
   SettingsStore settings_;

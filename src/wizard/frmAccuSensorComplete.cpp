@@ -578,8 +578,8 @@ void frmAccuSensorComplete::ShowResult() {
 
   const WizardResult result = flow_.Result();
   for (size_t i = 0; i < kRecordCategoryCount; ++i) {
-    if (const auto& figure = result.figures[i])
-      result_values_[i]->setText(QString::number(*figure));
+    const std::optional<int32_t>& figure = result.figures[i];
+    if (figure) result_values_[i]->setText(QString::number(*figure));
     result_values_[i]->setVisible(result.shown[i]);
     result_captions_[i]->setVisible(result.shown[i]);
   }

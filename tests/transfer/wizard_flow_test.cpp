@@ -23,25 +23,9 @@ constexpr const char* kRoot = "SOFTWARE\\Kestrelsoft\\Diary";
 constexpr const char* kMeterKey =
     "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
 
-std::string Name(WizardScreen screen) {
-  switch (screen) {
-    case WizardScreen::kIntroduction:
-      return "intro";
-    case WizardScreen::kPort:
-      return "port";
-    case WizardScreen::kSwitchOn:
-      return "switch-on";
-    case WizardScreen::kReading:
-      return "reading";
-    case WizardScreen::kTransfer:
-      return "transfer";
-    case WizardScreen::kWriting:
-      return "writing";
-    case WizardScreen::kResult:
-      return "result";
-  }
-  return "?";
-}
+// The screens by name, in the order of WizardScreen.
+constexpr const char* kScreenNames[] = {"intro",    "port",    "switch-on", "reading",
+                                        "transfer", "writing", "result"};
 
 // The window's double: records what it is told.
 class RecordingView : public WizardView {
@@ -55,7 +39,7 @@ class RecordingView : public WizardView {
   ImportProgress progress;
 
   void Show(WizardScreen screen) override {
-    screens += (screens.empty() ? "" : " ") + Name(screen);
+    screens += (screens.empty() ? "" : " ") + std::string(kScreenNames[static_cast<int>(screen)]);
   }
   void ShowPorts(const PortChoice& list) override {
     ports = list.ports();
