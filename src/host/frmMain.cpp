@@ -8,7 +8,6 @@
 #include "common/wait.h"
 #include "setup/frmSetup.h"
 #include "shell/command_line.h"
-#include "shell/meter_catalogue.h"
 #include "ui/localise.h"
 #include "ui/pictures.h"
 #include "wizard/frmAccuSensorComplete.h"

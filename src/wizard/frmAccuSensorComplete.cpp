@@ -31,8 +31,7 @@ namespace {
 constexpr int kAnimationMs = 120;
 // The item data role under which a port list entry keeps its port number.
 constexpr int kPortRole = Qt::UserRole;
-// The meter picture and the wizard picture of a meter.
-constexpr int kMeterPictureBase = 100;
+// The wizard picture of a meter: its number + 1100.
 constexpr int kWizardPictureBase = 1100;
 
 void SetTag(QWidget* widget, int16_t text_id) {
