@@ -108,7 +108,7 @@ void Transfer(benchmark::State& state) {
     const ImportPackageResult package =
         WriteImportPackage(import_dir, ++sequence, profile.createSingleFile != 0, header,
                            reading.records, clock, progress, '.');
-    if (reading.outcome != ReadingOutcome::kRead || !package.writers[0].save_failures.empty()) {
+    if (!reading.Read() || !package.writers[0].save_failures.empty()) {
       state.SkipWithError("the transfer failed");
       break;
     }

@@ -3,13 +3,11 @@
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QListWidget>
 
-#include <cstdio>
 #include <limits>
 
 #include "common/wait.h"
-#include "host/command_line.h"
-#include "host/meter_catalogue.h"
 #include "setup/frmSetup.h"
+#include "shell/command_line.h"
 #include "ui/localise.h"
 #include "ui/pictures.h"
 #include "wizard/frmAccuSensorComplete.h"
@@ -61,22 +59,23 @@ void frmMain::Load(const std::string& command_line) {
   // The link is open from the start when the host is there to hear it.
   link_.Open();
   MakeTopmost(this);
-  switch (session_.Start(command_line)) {
-    case StartOutcome::kNoMeterId:
-      services_.messages->Show(nullptr, kMeterIdRequired, MessageIcon::kNone);
+  std::string message;
+  if (!session_.Start(command_line, &message)) {
+    session_.TellNotices();
+    if (session_.way_out() == WayOut::kNoMeterId) {
+      services_.messages->Show(nullptr, message, MessageIcon::kNone);
       SetFinished(true);
-      return;
-    case StartOutcome::kNoImportDir:
+    } else {
       // No import folder: no wizard; the module waits for the host to end it.
-      return;
-    case StartOutcome::kReady:
-      break;
+      session_.Tell(message);
+    }
+    return;
   }
-  Action(session_.shell().context().MeterID);
+  Action(session_.context().MeterID);
 }
 
 void frmMain::Action(int16_t mode) {
-  const HostContext& context = session_.shell().context();
+  const HostContext& context = session_.context();
   setWindowTitle(Q(context.MeterDesc));
   wizard_ = std::make_unique<frmAccuSensorComplete>(*this);
   // The meter's picture; a number beyond the 16-bit range has none.
@@ -85,34 +84,26 @@ void frmMain::Action(int16_t mode) {
   }
   wizard_->Form_Load();
   EmbedIntoHostWindow(wizard_.get(), context.HostWindow);
-  for (const std::string& notice : session_.TakeNotices()) {
-    std::fprintf(stderr, "meterimport: %s\n", notice.c_str());
-  }
+  session_.TellNotices();
   wizard_->Go();
 }
 
-bool frmMain::HasSetupDialog() const {
-  return SetupFamilyFor(SetupDialogForFamily(session_.shell().context().MeterFamily)).has_value();
-}
-
 void frmMain::CallSetup(QWidget* invoking, QWidget* container) {
-  HostContext& context = session_.shell().context();
-  const std::optional<SetupFamily> family =
-      SetupFamilyFor(SetupDialogForFamily(context.MeterFamily));
+  const std::optional<SetupFamily> family = SetupFamilyFor(session_.setup_dialog());
   if (!family) {
     // No dialog for this meter: nothing to wait for.
     container->hide();
     return;
   }
-  context.SetupBusy = true;
+  session_.SetSetupBusy(true);
   auto dialog = std::make_unique<frmSetup>(*family, session_, services_, container);
   dialog->lHWND = static_cast<int32_t>(container->winId());
   dialog->Form_Load();
   dialog->Go();
   // The dialog runs inside this wait; its OK and cancel end it (and so does
   // the end of the module).
-  while (context.SetupBusy && !finished_) WaitMilliseconds(50);
-  context.SetupBusy = false;
+  while (session_.context().SetupBusy && !finished_) WaitMilliseconds(50);
+  session_.SetSetupBusy(false);
   container->hide();
   dialog.reset();
   if (finished_) return;
@@ -120,7 +111,7 @@ void frmMain::CallSetup(QWidget* invoking, QWidget* container) {
 }
 
 void frmMain::SetFinished(bool finished) {
-  session_.shell().SetFinished(finished);  // stores the port in use
+  session_.SetFinished(finished);  // stores the port in use
   if (!finished || finished_) return;
   finished_ = true;
   Unload();

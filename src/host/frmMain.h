@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-#include "host/status_channel.h"
+#include "shell/status_channel.h"
 #include "transfer/import_session.h"
 #include "ui/window_services.h"
 #include "wizard/wizard_host.h"
@@ -57,7 +57,6 @@ class frmMain : public QWidget, public WizardHost {
   ImportSession& session() override { return session_; }
   WindowServices& services() override { return services_; }
   void CallSetup(QWidget* invoking, QWidget* container) override;
-  bool HasSetupDialog() const override;
 
   frmAccuSensorComplete* wizard() const { return wizard_.get(); }
   // The caption of the `status` label.

@@ -12,15 +12,9 @@
 #include <string>
 #include <string_view>
 
-#include "host/status_channel.h"
+#include "shell/status_channel.h"
 
 namespace mi {
-
-// The host's end of the link.
-inline constexpr const char* kStatusBusName = "Orvantix.DDEImpStatus";
-inline constexpr const char* kStatusObjectPath = "/DDEImpStatus";
-inline constexpr const char* kStatusInterface = "Orvantix.DDEImpStatus";
-inline constexpr const char* kStatusMethod = "Execute";
 
 // LinkTimeout as a label starts with it: five seconds.
 inline constexpr int kDefaultLinkTimeout = 50;

@@ -11,7 +11,7 @@
 
 #include "common/clock.h"
 #include "importfiles/import_writers.h"
-#include "meter/records.h"
+#include "records/records.h"
 
 namespace mi {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "common/clock.h"
-#include "meter/records.h"
+#include "records/records.h"
 
 namespace mi {
 

@@ -9,10 +9,12 @@
 //
 // A run-time error (a failing control call, a date text that does not
 // convert, an event code of 34 or more, a 16-bit overflow, a bread-unit
-// factor of 0 to divide by, a ketone level out of range) ends the routine at the failing record:
-// the array keeps its size and the records filled before; the failing record and those after it
-// stay empty. The routine then returns the number of elements it filled before the failing record
-// (for the laboratory: of this kind; the pump append: see there).
+// factor of 0 to divide by, a ketone level out of range) ends the routine at
+// the failing record: the array keeps its size and the records filled
+// before; the failing record and those after it stay empty. The routine then
+// returns the number of elements it filled before the failing record (for
+// the laboratory: of this kind; the pump append: see there). The routines
+// themselves never fail (common/error.h): the error is one of their losses.
 //
 // Every routine adds what it did to `stats` when given: the raw entries it
 // read, the records it filled, the entries it left out on purpose and why,
@@ -20,14 +22,15 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "meter/code_tables.h"
 #include "meter/meter_connection.h"
-#include "meter/raw_records.h"
-#include "meter/records.h"
+#include "records/raw_records.h"
+#include "records/records.h"
 
 namespace mi {
 
@@ -76,13 +79,15 @@ using InsulinSlotDefaults = std::array<int16_t, 4>;
 // (and an unused sixth).
 using KetoneDefaults = std::array<float, 6>;
 
-// One raw event code mapped; throws DecodeRangeError when its absolute value
-// is 34 or more.
-int16_t MapEventCode(int32_t code, const EventMaps& events);
+// One raw event code mapped; fails when its absolute value is 34 or more.
+std::optional<int16_t> MapEventCode(int32_t code, const EventMaps& events,
+                                    std::string* err = nullptr);
 
 // The event of a raw entry: 9 when flagged, 18 or 19 by the marker, else the
-// first of the raw codes 1 to 4 that maps to a non-zero event, else 0.
-int16_t RecordEventCode(const RawMeterRecord& raw, const EventMaps& events);
+// first of the raw codes 1 to 4 that maps to a non-zero event, else 0. Fails
+// at the first code that does not map.
+std::optional<int16_t> RecordEventCode(const RawMeterRecord& raw, const EventMaps& events,
+                                       std::string* err = nullptr);
 
 // Splits `dose` into I1, I2 and RAPID by the record's type code and sets TYPE
 // from `descriptions`. A type code of 0 takes `slot_default`, which is written

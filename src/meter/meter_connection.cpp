@@ -1,5 +1,6 @@
 #include "meter/meter_connection.h"
 
+#include "common/error.h"
 #include "meter/code_tables.h"
 #include "meter/meter_date.h"
 
@@ -47,8 +48,9 @@ std::string MeterConnection::FailureOf(int method) const {
   return text;
 }
 
-void MeterConnection::Check(int method) const {
-  if (error_ != 0) throw MeterControlError(method, FailureOf(method));
+bool MeterConnection::Check(int method, std::string* err) const {
+  if (error_ != 0) return Fail(err, FailureOf(method));
+  return true;
 }
 
 std::string MeterConnection::FindDriverKey(std::string_view display_name) {
@@ -66,42 +68,43 @@ std::string MeterConnection::FindDriverKey(std::string_view display_name) {
   return std::string();
 }
 
-void MeterConnection::CloseMeterDriver() {
+bool MeterConnection::CloseMeterDriver(std::string* err) {
   error_ = 0;
   control_.Disconnect(error_);
   connect_text_.clear();
   cached_kind_ = 0;
-  Check(kMethodDisconnect);
+  return Check(kMethodDisconnect, err);
 }
 
-void MeterConnection::ConnectDriver(std::string_view display_name) {
-  CloseMeterDriver();
+bool MeterConnection::ConnectDriver(std::string_view display_name, std::string* err) {
+  if (!CloseMeterDriver(err)) return false;
   std::string key = FindDriverKey(display_name);
-  if (!display_name.empty() && key.empty()) return;
+  if (!display_name.empty() && key.empty()) return true;
   std::string text(display_name);
   error_ = 0;
   control_.Connect(key, port_, text, error_);
   if (error_ == 0) connect_text_ = text;
+  return true;
 }
 
 std::string MeterConnection::OpenMeterDriver(int16_t port, std::string_view display_name,
-                                             int32_t progress_window) {
+                                             int32_t progress_window, std::string* err) {
   if (FindDriverKey(display_name).empty()) return kDriverNotInstalled;
   progress_window_ = progress_window;
-  CloseMeterDriver();
+  if (!CloseMeterDriver(err)) return std::string();
   if (port > 0 && port < 5) {
     port_ = port;
-    ConnectDriver(display_name);
+    if (!ConnectDriver(display_name, err)) return std::string();
   }
   return connect_text_;
 }
 
-void MeterConnection::ReadMeterInfo(MeterInfo& info) {
+bool MeterConnection::ReadMeterInfo(MeterInfo& info, std::string* err) {
   for (int32_t item = 1; item <= 12; ++item) {
     std::string value;
     error_ = 0;
     control_.InfoItem(item, value, error_);
-    Check(kMethodInfoItem);
+    if (!Check(kMethodInfoItem, err)) return false;
     switch (item) {
       case 1:
         info.item1 = value;
@@ -144,68 +147,72 @@ void MeterConnection::ReadMeterInfo(MeterInfo& info) {
         break;
     }
   }
+  return true;
 }
 
-int16_t MeterConnection::ReadRawRecords(int16_t kind, std::vector<RawMeterRecord>& records) {
-  int16_t count = 0;
-  read_failure_.clear();
+bool MeterConnection::ReadRawRecords(int16_t kind, std::vector<RawMeterRecord>& records,
+                                     int16_t& count, std::string* err) {
+  count = 0;
   if (kind != cached_kind_) {
-    count = kReadCountPreset;
+    int16_t made_available = kReadCountPreset;
     int32_t position = -1;
     error_ = 0;
-    control_.ReadData(kind, count, position, 1, progress_window_, 1, error_);
+    control_.ReadData(kind, made_available, position, 1, progress_window_, 1, error_);
     if (error_ != 0) {
-      read_failure_ = FailureOf(kMethodReadData) + " (record kind " + std::to_string(kind) + ")";
-      return 0;
+      return Fail(err, FailureOf(kMethodReadData) + " (record kind " + std::to_string(kind) + ")");
     }
-    cached_count_ = count;
+    cached_count_ = made_available;
     cached_kind_ = kind;
-  } else {
-    count = cached_count_;
   }
+  count = cached_count_;
   if (count >= 1) {
-    records.assign(static_cast<size_t>(count) + 1, RawMeterRecord{});
+    std::vector<RawMeterRecord> read(static_cast<size_t>(count) + 1);
     for (int32_t i = 1; i <= count; ++i) {
       error_ = 0;
-      control_.GetDataRecord(i, records[static_cast<size_t>(i - 1)], error_);
-      Check(kMethodGetDataRecord);
+      control_.GetDataRecord(i, read[static_cast<size_t>(i - 1)], error_);
+      if (!Check(kMethodGetDataRecord, err)) return false;
     }
+    records = std::move(read);
   }
-  return count;
+  return true;
 }
 
-int16_t MeterConnection::ReadPumpRecords(std::vector<PumpEntry>& entries) {
-  int16_t count = 0;
-  read_failure_.clear();
+bool MeterConnection::ReadPumpRecords(std::vector<PumpEntry>& entries, int16_t& count,
+                                      std::string* err) {
+  count = 0;
+  int16_t made_available = 0;
   error_ = 0;
-  control_.ReadSecondSet(count, progress_window_, error_);
-  if (error_ != 0) {
-    read_failure_ = FailureOf(kMethodReadSecondSet);
-    return 0;
-  }
-  if (count <= 0) return 0;
-  entries.assign(static_cast<size_t>(count) + 1, PumpEntry{});
+  control_.ReadSecondSet(made_available, progress_window_, error_);
+  if (!Check(kMethodReadSecondSet, err)) return false;
+  if (made_available <= 0) return true;
+  count = made_available;
+  std::vector<PumpEntry> read(static_cast<size_t>(count) + 1);
   for (int32_t i = 1; i <= count; ++i) {
     RawPumpRecord raw;
     error_ = 0;
     control_.GetSecondSetRecord(i, raw, error_);
-    Check(kMethodGetSecondSetRecord);
-    PumpEntry& entry = entries[static_cast<size_t>(i)];
-    entry.date_time = MeterDateTime(raw.date, raw.time);
-    entry.date = MeterDateTime(raw.date, "");
-    entry.time = MeterDateTime("", raw.time);
+    if (!Check(kMethodGetSecondSetRecord, err)) return false;
+    const auto date_time = MeterDateTime(raw.date, raw.time, err);
+    const auto date = date_time ? MeterDateTime(raw.date, "", err) : std::nullopt;
+    const auto time = date ? MeterDateTime("", raw.time, err) : std::nullopt;
+    if (!time) return false;
+    PumpEntry& entry = read[static_cast<size_t>(i)];
+    entry.date_time = *date_time;
+    entry.date = *date;
+    entry.time = *time;
     entry.type = raw.type;
     entry.amount = raw.amount;
   }
-  return count;
+  entries = std::move(read);
+  return true;
 }
 
-int32_t MeterConnection::CurrentMeterModel() {
+std::optional<int32_t> MeterConnection::CurrentMeterModel(std::string* err) {
   if (model_code_.empty()) {
     std::string code;
     error_ = 0;
     control_.InfoItem(4, code, error_);
-    Check(kMethodInfoItem);
+    if (!Check(kMethodInfoItem, err)) return std::nullopt;
     model_code_ = code;
   }
   return HostMeterType(model_code_);

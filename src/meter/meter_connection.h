@@ -5,20 +5,22 @@
 // two record sets out of the control, with the cache that lets the four
 // categories of kind 1 share one read of the meter.
 //
-// A control call that fails raises MeterControlError in the routine that made
-// it, unless that routine's own steps test the error flag: the driver search,
-// the connect call, and the reads that start a record set (methods 35 and 40)
-// follow their flag instead.
+// Failures follow common/error.h. A control call that comes back with its
+// error flag set ends the routine that made it (the control's run-time
+// error), which fails naming the call: "{C8367F72-...} method 36 (get data
+// record) failed: " and the control's own words. The driver search and the
+// connect call follow their flag instead: a control that cannot list its
+// drivers lists none, a connect that fails makes no connection.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "common/conversions.h"
 #include "meter/meter_control.h"
-#include "meter/meter_errors.h"
-#include "meter/raw_records.h"
+#include "records/raw_records.h"
 
 namespace mi {
 
@@ -47,56 +49,53 @@ class MeterConnection {
   std::string FindDriverKey(std::string_view display_name);
 
   // Disconnects, empties the connect text and forgets the cached read. The
-  // state is cleared even when the disconnect fails; the failure is raised
-  // afterwards.
-  void CloseMeterDriver();
+  // state is cleared even when the disconnect fails; it fails afterwards.
+  bool CloseMeterDriver(std::string* err = nullptr);
 
   // Closes any connection and connects the driver of `display_name` on the
   // stored port. Connects only when the name is empty or its driver is
-  // listed; the connect text is taken only when the connect succeeded.
-  void ConnectDriver(std::string_view display_name);
+  // listed; the connect text is taken only when the connect succeeded. Fails
+  // only when closing the old connection fails.
+  bool ConnectDriver(std::string_view display_name, std::string* err = nullptr);
 
   // "NOT INSTALLED" when the driver is not listed. Otherwise closes any old
   // connection and, for a port of 1 to 4, connects; returns the connect text,
-  // empty when no connection was made.
-  std::string OpenMeterDriver(int16_t port, std::string_view display_name, int32_t progress_window);
+  // empty when no connection was made. A failing disconnect on the way ends
+  // it with the empty text, and the failure in *err.
+  std::string OpenMeterDriver(int16_t port, std::string_view display_name, int32_t progress_window,
+                              std::string* err = nullptr);
 
   // Identification items 1 to 12 with the model's name and host type. An
-  // integer item that is no number stays 0. The model code is kept.
-  void ReadMeterInfo(MeterInfo& info);
+  // integer item that is no number stays 0. The model code is kept. A
+  // failing item ends it: the items before it are filled.
+  bool ReadMeterInfo(MeterInfo& info, std::string* err = nullptr);
 
   // The raw records of `kind` into `records` (sized to count + 1, the last
-  // element empty; untouched when the count is below 1). Kind 1 is read from
-  // the meter once and then served from the control until the connection is
-  // closed or another kind is read. A failed read gives 0.
-  int16_t ReadRawRecords(int16_t kind, std::vector<RawMeterRecord>& records);
+  // element empty; untouched when the count is below 1) and their number into
+  // `count`. Kind 1 is read from the meter once and then served from the
+  // control until the connection is closed or another kind is read. Fails
+  // when the control's read (method 35) fails, with `count` 0, so that a
+  // loss is never taken for an empty memory, and when fetching a record
+  // (method 36) fails, with `count` the number the read made available.
+  bool ReadRawRecords(int16_t kind, std::vector<RawMeterRecord>& records, int16_t& count,
+                      std::string* err = nullptr);
 
   // The second record set into `entries` (sized to count + 1, element 0
-  // empty); 0 when the read fails or the set is empty. Not cached.
-  int16_t ReadPumpRecords(std::vector<PumpEntry>& entries);
-
-  // Why the last ReadRawRecords or ReadPumpRecords found nothing because the
-  // control's read (method 35 or 40) failed; empty when that read worked. A
-  // failed read gives 0 records just like an empty meter; this tells them
-  // apart, so that a loss is never taken for an empty memory.
-  const std::string& read_failure() const { return read_failure_; }
+  // empty) and its number into `count` (0 for an empty set). Not cached.
+  // Fails like ReadRawRecords (methods 40 and 41), and at an entry whose
+  // date and time texts make no date.
+  bool ReadPumpRecords(std::vector<PumpEntry>& entries, int16_t& count, std::string* err = nullptr);
 
   // The host meter type of the connected meter, fetching the model code from
   // the control when it is not known yet.
-  int32_t CurrentMeterModel();
+  std::optional<int32_t> CurrentMeterModel(std::string* err = nullptr);
 
-  // The state, for the transfer and for tests.
-  int32_t error_flag() const { return error_; }
-  int32_t progress_window() const { return progress_window_; }
-  int16_t port() const { return port_; }
+  // The connection's text, empty while there is none.
   const std::string& connect_text() const { return connect_text_; }
-  int32_t cached_kind() const { return cached_kind_; }
-  int16_t cached_count() const { return cached_count_; }
-  const std::string& model_code() const { return model_code_; }
 
  private:
-  // Raises MeterControlError for `method` when the error flag is set.
-  void Check(int method) const;
+  // False, with the failure of `method` in *err, when the error flag is set.
+  bool Check(int method, std::string* err) const;
   // "{interface} method N (name) failed", with the control's own words.
   std::string FailureOf(int method) const;
 
@@ -108,7 +107,6 @@ class MeterConnection {
   int32_t cached_kind_ = 0;
   int16_t cached_count_ = 0;
   std::string model_code_;
-  std::string read_failure_;
 };
 
 }  // namespace mi

@@ -12,8 +12,8 @@
 #include <string>
 #include <string_view>
 
-#include "meter/raw_records.h"
 #include "meterimport/meterctl.h"
+#include "records/raw_records.h"
 
 namespace mi {
 

@@ -3,14 +3,15 @@
 #include <cstdint>
 #include <string>
 
-#include "meter/meter_errors.h"
+#include "common/error.h"
 
 namespace mi {
 namespace {
 
-[[noreturn]] void Fail(std::string_view date_text, std::string_view time_text) {
-  throw DateConversionError("date conversion failed: \"" + std::string(date_text) + "\" \"" +
-                            std::string(time_text) + "\"");
+std::nullopt_t ConversionFailed(std::string_view date_text, std::string_view time_text,
+                                std::string* err) {
+  return NoValue(err, "date conversion failed: \"" + std::string(date_text) + "\" \"" +
+                          std::string(time_text) + "\"");
 }
 
 std::optional<int32_t> Part(std::string_view text, size_t offset, size_t length) {
@@ -19,28 +20,29 @@ std::optional<int32_t> Part(std::string_view text, size_t offset, size_t length)
 
 }  // namespace
 
-DateValue MeterDateTime(std::string_view date_text, std::string_view time_text) {
-  if (date_text.empty() && time_text.empty()) Fail(date_text, time_text);
+std::optional<DateValue> MeterDateTime(std::string_view date_text, std::string_view time_text,
+                                       std::string* err) {
+  if (date_text.empty() && time_text.empty()) return ConversionFailed(date_text, time_text, err);
 
   DateValue date = 0;
   if (!date_text.empty()) {
-    if (date_text.size() < 8) Fail(date_text, time_text);
+    if (date_text.size() < 8) return ConversionFailed(date_text, time_text, err);
     const auto year = Part(date_text, 0, 4);
     const auto month = Part(date_text, 4, 2);
     const auto day = Part(date_text, date_text.size() - 2, 2);
-    if (!year || !month || !day) Fail(date_text, time_text);
+    if (!year || !month || !day) return ConversionFailed(date_text, time_text, err);
     const auto value = DateFromParts(*year, *month, *day);
-    if (!value) Fail(date_text, time_text);
+    if (!value) return ConversionFailed(date_text, time_text, err);
     date = *value;
   }
 
   DateValue time = 0;
   if (!time_text.empty()) {
-    if (time_text.size() < 6) Fail(date_text, time_text);
+    if (time_text.size() < 6) return ConversionFailed(date_text, time_text, err);
     const auto hours = Part(time_text, 0, 2);
     const auto minutes = Part(time_text, 2, 2);
     const auto seconds = Part(time_text, time_text.size() - 2, 2);
-    if (!hours || !minutes || !seconds) Fail(date_text, time_text);
+    if (!hours || !minutes || !seconds) return ConversionFailed(date_text, time_text, err);
     // The parts have two characters each, so the total is small. The short
     // time format shows hours and minutes only: the seconds are dropped after
     // they have carried into the minutes.

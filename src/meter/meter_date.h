@@ -2,6 +2,8 @@
 
 // The meter's date and time texts as date values.
 
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "common/conversions.h"
@@ -18,9 +20,10 @@ namespace mi {
 // the total of its seconds modulo one day, and the seconds are then dropped.
 // An empty date text gives a time alone, an empty time text a date alone.
 //
-// Throws DateConversionError when a part is no number, a text is too short
-// for its parts (date under 8, time under 6 characters), the date falls
-// outside the years 100 to 9999, or both texts are empty.
-DateValue MeterDateTime(std::string_view date_text, std::string_view time_text);
+// Fails (common/error.h) when a part is no number, a text is too short for
+// its parts (date under 8, time under 6 characters), the date falls outside
+// the years 100 to 9999, or both texts are empty.
+std::optional<DateValue> MeterDateTime(std::string_view date_text, std::string_view time_text,
+                                       std::string* err = nullptr);
 
 }  // namespace mi

@@ -1,27 +1,21 @@
 #include "meter/meter_reading.h"
 
 #include "meter/decoders.h"
-#include "meter/meter_errors.h"
 #include "profile/meter_profile.h"
 
 namespace mi {
 namespace {
 
-// Runs one step of the reading; a run-time error of the meter layer ends that
-// step only, and is noted.
-template <typename Step>
-void Attempt(ReadingResult& result, Step&& step) {
-  try {
-    step();
-  } catch (const MeterRunTimeError& error) {
-    result.errors.emplace_back(error.what());
-  }
-}
-
 // The statistics of a category, started when it is decoded.
 DecodeStats& Category(ReadingResult& result, RecordCategory category) {
   // cppcheck-suppress returnTempReference ; std::optional::emplace returns a reference
   return result.categories[Slot(category)].emplace();
+}
+
+// Keeps the failure of a step outside the categories; the reading goes on.
+void Note(ReadingResult& result, bool done, std::string& err) {
+  if (!done) result.errors.push_back(std::move(err));
+  err.clear();
 }
 
 }  // namespace
@@ -33,21 +27,17 @@ std::string ReadingDriverName(const std::string& meter_family, bool use_ir_key) 
 ReadingResult ReadMeter(MeterConnection& connection, const MeterProfile& profile,
                         const ReadingRequest& request) {
   ReadingResult result;
-  std::string connect_text;
-  Attempt(result, [&] {
-    connect_text =
-        connection.OpenMeterDriver(request.port, request.driver_name, request.progress_window);
-  });
-  if (connect_text == kDriverNotInstalled || connect_text.empty()) {
-    Attempt(result, [&] { connection.CloseMeterDriver(); });
-    result.outcome =
-        connect_text.empty() ? ReadingOutcome::kNoConnection : ReadingOutcome::kNotInstalled;
+  std::string err;
+  result.connect_text =
+      connection.OpenMeterDriver(request.port, request.driver_name, request.progress_window, &err);
+  Note(result, err.empty(), err);
+  if (!result.Read()) {
+    Note(result, connection.CloseMeterDriver(&err), err);
     return result;
   }
-  result.outcome = ReadingOutcome::kRead;
   if (request.connected) request.connected();
 
-  Attempt(result, [&] { connection.ReadMeterInfo(result.info); });
+  Note(result, connection.ReadMeterInfo(result.info, &err), err);
 
   // The profile's event table serves both the mapping of the meter's own
   // codes and the table of negative codes.
@@ -85,7 +75,7 @@ ReadingResult ReadMeter(MeterConnection& connection, const MeterProfile& profile
     }
   }
 
-  Attempt(result, [&] { connection.CloseMeterDriver(); });
+  Note(result, connection.CloseMeterDriver(&err), err);
   return result;
 }
 

@@ -4,8 +4,8 @@
 // read the identification, decode every category the profile enables into
 // records, close the driver. The wizard's transfer step and meterimport-batch
 // both run it and then hand the records to the import package writer; the
-// two ways it can fail ("NOT INSTALLED", no connection) come back to the
-// caller, which shows them as it must.
+// two ways it can end without reading ("NOT INSTALLED", no connection) come
+// back to the caller in the connect text, which it shows as it must.
 
 #include <array>
 #include <cstdint>
@@ -16,18 +16,12 @@
 
 #include "meter/decoders.h"
 #include "meter/meter_connection.h"
-#include "meter/raw_records.h"
-#include "meter/records.h"
+#include "records/raw_records.h"
+#include "records/records.h"
 
 namespace mi {
 
 struct MeterProfile;
-
-enum class ReadingOutcome {
-  kRead,          // connected and read (with or without records)
-  kNotInstalled,  // the control does not list the driver
-  kNoConnection,  // no connection to the meter was made
-};
 
 struct ReadingRequest {
   int16_t port = 0;                       // the port to connect on (1 to 4 connect)
@@ -40,7 +34,13 @@ struct ReadingRequest {
 };
 
 struct ReadingResult {
-  ReadingOutcome outcome = ReadingOutcome::kNoConnection;
+  // What opening the driver gave: the connect text of the connection the
+  // meter was read on; kDriverNotInstalled when the control does not list the
+  // driver; empty when no connection to the meter was made.
+  std::string connect_text;
+  // Connected and read (with or without records).
+  bool Read() const { return !connect_text.empty() && connect_text != kDriverNotInstalled; }
+
   MeterInfo info;
   DecodedRecords records;
   // What decoding did in each category that the profile enables (by
@@ -48,7 +48,7 @@ struct ReadingResult {
   // laboratory kind together); nullopt for a category that is switched off.
   std::array<std::optional<DecodeStats>, kRecordCategoryCount> categories;
   // Run-time errors outside the categories (opening, the identification,
-  // closing); the reading went on after each.
+  // closing), each one line (common/error.h); the reading went on after each.
   std::vector<std::string> errors;
 };
 

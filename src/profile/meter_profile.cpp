@@ -112,14 +112,16 @@ void LoadMeterProfile(MeterProfile& profile, SettingsStore& settings, std::strin
   }
 
   // The infrared key: offered only for the models it serves, and only when
-  // the vendor's driver is installed.
+  // the vendor's driver is installed. The stored choice is read whatever the
+  // box: the rule that it counts only where the box is shown is the import
+  // session's (ImportSession::UsesIrKey).
   profile.irKeyVisible = false;
   profile.irKeyValue = 0;
+  AssignIf(profile.irKeyValue, ToInt16(read.User("UseIRKey", "")));
   if (!OffersIrKey(meter_model)) return;
   const std::string driver = TrimControlChars(settings.ReadMachine(kIrKeyDriverKey, "driver", ""));
   if (driver.empty()) return;
   profile.irKeyVisible = true;
-  AssignIf(profile.irKeyValue, ToInt16(read.User("UseIRKey", "")));
   std::optional<std::string> caption;
   if (language) caption = language->loadres(kTextIrKey);
   profile.irKeyCaption = caption.value_or(kIrKeyCaptionFallback);

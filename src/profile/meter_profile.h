@@ -52,7 +52,7 @@ struct MeterProfile {
   bool helpFilePresent = false;    // cmdHelp shown
   std::filesystem::path helpFile;  // see FindHelpFile
   bool irKeyVisible = false;       // chkUseIRKey shown
-  int16_t irKeyValue = 0;          // chkUseIRKey's value
+  int16_t irKeyValue = 0;          // the stored choice ("UseIRKey"), shown or not
   std::string irKeyCaption;        // chkUseIRKey's caption (when shown)
 };
 

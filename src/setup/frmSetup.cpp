@@ -13,12 +13,11 @@
 #include <QtWidgets/QTabWidget>
 #include <QtWidgets/QVBoxLayout>
 
-#include <cmath>
-#include <cstdlib>
+#include <QtCore/QSignalBlocker>
+
+#include <optional>
 #include <span>
 
-#include "common/conversions.h"
-#include "common/settings_store.h"
 #include "common/text_helpers.h"
 #include "common/text_ids.h"
 #include "transfer/import_session.h"
@@ -27,42 +26,6 @@
 
 namespace mi {
 namespace {
-
-// The categories a dialog may fetch, in the order of the check boxes.
-struct SetupCheck {
-  const char* value;
-  const char* german;
-  int16_t text;
-};
-constexpr SetupCheck kGlucose{"Glucose_Available", "Blut&zucker", kTextSetupCheckGlucose};
-constexpr SetupCheck kInsulin{"Insulin_Available", "&Insulin", kTextSetupCheckInsulin};
-constexpr SetupCheck kPump{"InsulinPumpData_Available", "&Pumpenboli", kTextSetupCheckPump};
-constexpr SetupCheck kMeals{"Intakes_Available", "&Mahlzeiten", kTextSetupCheckMeals};
-constexpr SetupCheck kExercise{"ExerciseData_Available", "&Sport", kTextSetupCheckExercise};
-constexpr SetupCheck kLab{"LabData_Available", "&Laborwerte", kTextSetupCheckLab};
-constexpr SetupCheck kSixChecks[] = {kGlucose, kInsulin, kPump, kMeals, kExercise, kLab};
-constexpr SetupCheck kFourChecks[] = {kGlucose, kInsulin, kMeals, kExercise};
-
-std::span<const SetupCheck> ChecksOf(const SetupFamily& family) {
-  if (family.check_boxes == std::size(kSixChecks)) return kSixChecks;
-  return kFourChecks;
-}
-
-// The ketone classes: value, default, label.
-struct KetoneClass {
-  const char* value;
-  const char* default_value;
-  const char* german;
-};
-constexpr KetoneClass kKetones[5] = {
-    {"DefaultKetones_NEG", "-1", "NEGATIV:"}, {"DefaultKetones_SPUR", "0", "SPUR:"},
-    {"DefaultKetones_klein", "0", "KLEIN:"},  {"DefaultKetones_mittel", "0", "MITTEL:"},
-    {"DefaultKetones_gross", "0", "GROSS:"},
-};
-
-// The 30 diary events of the event boxes: texts 800 to 829, item data 0 to 29.
-constexpr int kFirstEventC = 4;  // cbEventC_0 is the meter's event 4
-constexpr int kFirstEventD = 1;  // cbEventD_0 is the meter's event 1
 
 void SetTag(QWidget* widget, int16_t text) {
   widget->setProperty(kTagProperty, QStringLiteral("L%1").arg(text));
@@ -88,40 +51,13 @@ int CheckValue(const QCheckBox* box) {
 
 }  // namespace
 
-std::optional<SetupFamily> SetupFamilyFor(SetupDialog dialog) {
-  switch (dialog) {
-    case SetupDialog::kComplete:
-      return SetupFamily{dialog,
-                         "frmSetupComplete",
-                         "&Allgemein|&Insulin|Laborwerte",
-                         kTextSetupTabsKetones,
-                         6,
-                         14,
-                         kTextInsulinTypeBase,
-                         0,
-                         true,
-                         false};
-    case SetupDialog::kDM:
-    case SetupDialog::kGlucotrend:
-      return SetupFamily{dialog,
-                         dialog == SetupDialog::kDM ? "frmSetupDM" : "frmSetupGlucotrend",
-                         "&Allgemein|&Insulin|&Events|Eventd d",
-                         kTextSetupTabsEvents,
-                         4,
-                         2,
-                         kTextTwoInsulinTypeBase,
-                         kTextInsulinListPrefix,
-                         false,
-                         true};
-    case SetupDialog::kNone:
-      break;
-  }
-  return std::nullopt;
-}
-
 frmSetup::frmSetup(const SetupFamily& family, ImportSession& session, WindowServices& services,
                    QWidget* container)
-    : QWidget(container), family_(family), session_(session), services_(services) {
+    : QWidget(container),
+      session_(session),
+      services_(services),
+      model_(family, session.settings(), session.shell().MeterKey(), session.shell().language(),
+             session.environment().decimal_separator) {
   setObjectName(family.window_name);
   setWindowTitle(QString::fromUtf8("Messgerät einrichten"));
   SetTag(this, kTextSetupCaption);
@@ -136,7 +72,7 @@ frmSetup::frmSetup(const SetupFamily& family, ImportSession& session, WindowServ
 frmSetup::~frmSetup() = default;
 
 std::string frmSetup::Text(int16_t id) const {
-  return session_.shell().Text(id);
+  return session_.Text(id);
 }
 
 void frmSetup::Build() {
@@ -144,10 +80,10 @@ void frmSetup::Build() {
   outer->setContentsMargins(0, 0, 0, 0);
   vstab_ = new QTabWidget(this);
   vstab_->setObjectName("vstab");
-  SetTag(vstab_, family_.tabs_text);
+  SetTag(vstab_, model_.family().tabs_text);
   outer->addWidget(vstab_, 1);
   std::vector<std::string> tab_names;
-  SplitText(family_.tabs, tab_names, '|');
+  SplitText(model_.family().tabs, tab_names, '|');
 
   // General: what to fetch, how food is counted.
   auto* general = new QWidget;
@@ -155,13 +91,16 @@ void frmSetup::Build() {
     auto* layout = new QVBoxLayout(general);
     layout->addWidget(NewLabel(general, "Folgende Werte abrufen:", kTextSetupFetch));
     auto* grid = new QGridLayout();
-    const auto checks = ChecksOf(family_);
+    const std::span<const SetupCheck> checks = model_.family().checks;
     for (size_t i = 0; i < checks.size(); ++i) {
       auto* box = new QCheckBox(QString::fromUtf8(checks[i].german), general);
       box->setObjectName(QStringLiteral("Check1_%1").arg(i));
       SetTag(box, checks[i].text);
       // A grey box (value 2 in the settings) becomes a plain one once clicked.
-      connect(box, &QCheckBox::clicked, box, [box] { box->setTristate(false); });
+      connect(box, &QCheckBox::clicked, this, [this, box, i] {
+        box->setTristate(false);
+        model_.SetCheck(i, CheckValue(box));
+      });
       Check1_.push_back(box);
       grid->addWidget(box, static_cast<int>(i / 2), static_cast<int>(i % 2));
     }
@@ -181,6 +120,9 @@ void frmSetup::Build() {
       conversion_group_->addButton(optBUConversion_[static_cast<size_t>(i)], i);
       layout->addWidget(optBUConversion_[static_cast<size_t>(i)]);
     }
+    connect(conversion_group_, &QButtonGroup::idToggled, this, [this](int option, bool on) {
+      if (on) model_.SetBuConversion(option);
+    });
     auto* factor = new QHBoxLayout();
     factor->addWidget(NewLabel(general, "1 BE=", kTextSetupBreadUnitIs));
     buf_group_ = new QButtonGroup(this);
@@ -193,6 +135,9 @@ void frmSetup::Build() {
       buf_group_->addButton(optBUF_[static_cast<size_t>(i)], i);
       factor->addWidget(optBUF_[static_cast<size_t>(i)]);
     }
+    connect(buf_group_, &QButtonGroup::idToggled, this, [this](int option, bool on) {
+      if (on) model_.SetBuFactor(option);
+    });
     factor->addStretch(1);
     layout->addLayout(factor);
     layout->addStretch(1);
@@ -226,19 +171,22 @@ void frmSetup::Build() {
   }
   vstab_->addTab(insulin, QString::fromUtf8(tab_names.at(1)));
 
-  if (family_.ketones) {
+  if (model_.family().ketones) {
     auto* ketones = new QWidget;
     auto* layout = new QVBoxLayout(ketones);
     layout->addWidget(NewLabel(ketones, "Ketonwerte übersetzen:", kTextSetupKetones));
     auto* grid = new QGridLayout();
     for (int i = 0; i < 5; ++i) {
-      grid->addWidget(
-          NewLabel(ketones, kKetones[i].german, static_cast<int16_t>(kTextSetupKetoneFirst + i)), i,
-          0);
-      Text1_[static_cast<size_t>(i)] = new QLineEdit(ketones);
-      Text1_[static_cast<size_t>(i)]->setObjectName(QStringLiteral("Text1_%1").arg(i));
-      Text1_[static_cast<size_t>(i)]->setMaximumWidth(90);
-      grid->addWidget(Text1_[static_cast<size_t>(i)], i, 1);
+      const auto slot = static_cast<size_t>(i);
+      grid->addWidget(NewLabel(ketones, kKetoneClasses[slot].german,
+                               static_cast<int16_t>(kTextSetupKetoneFirst + i)),
+                      i, 0);
+      Text1_[slot] = new QLineEdit(ketones);
+      Text1_[slot]->setObjectName(QStringLiteral("Text1_%1").arg(i));
+      Text1_[slot]->setMaximumWidth(90);
+      connect(Text1_[slot], &QLineEdit::textChanged, this,
+              [this, slot](const QString& text) { model_.SetKetone(slot, U(text)); });
+      grid->addWidget(Text1_[slot], i, 1);
       grid->addWidget(NewLabel(ketones, "mmol/l", kTextSetupUnit), i, 2);
     }
     grid->setColumnStretch(3, 1);
@@ -247,7 +195,7 @@ void frmSetup::Build() {
     vstab_->addTab(ketones, QString::fromUtf8(tab_names.at(2)));
   }
 
-  if (family_.events) {
+  if (model_.family().events) {
     // The meter's events 4 to 9, then 1 to 8: the two tabs share 4 to 8,
     // and the two boxes of one event always show the same choice.
     const auto event_tab = [&](size_t boxes, int first, const char* prefix, QComboBox** array,
@@ -289,33 +237,37 @@ void frmSetup::Build() {
   connect(cmdCancel_, &QPushButton::clicked, this, [this] { cmdCancel_Click(); });
 }
 
-QComboBox* frmSetup::NewEventBox(QWidget* tab, const char* name, int event) {
+QComboBox* frmSetup::NewEventBox(QWidget* tab, const char* name, int meter_event) {
   auto* box = new QComboBox(tab);
   box->setObjectName(name);
-  box->setProperty("event", event);
-  connect(box, &QComboBox::currentIndexChanged, this, [this, box, event](int index) {
-    SetEventTip(box);
-    if (!syncing_) SyncEvent(event, index);
+  box->setProperty("event", meter_event);
+  // cbEventC_Click and cbEventD_Change: the choice of the event, which its
+  // other box then shows too.
+  connect(box, &QComboBox::currentIndexChanged, this, [this, box, meter_event] {
+    const QVariant data = box->currentData();
+    model_.ChooseEvent(meter_event,
+                       data.isValid() ? std::optional<int>(data.toInt()) : std::nullopt);
+    ShowEvent(meter_event);
   });
   return box;
 }
 
-void frmSetup::SetEventTip(QComboBox* box) {
-  const QVariant data = box->currentData();
-  if (!data.isValid()) return;
-  box->setToolTip(Q(Text(EventTextId(data.toInt()))));
-}
-
-// Shows the same choice in every box of the meter's event `event`.
-void frmSetup::SyncEvent(int event, int index) {
-  syncing_ = true;
+// Every box of the meter's event `meter_event` shows the model's choice, with
+// the chosen diary event as its tool tip.
+void frmSetup::ShowEvent(int meter_event) {
+  const std::optional<int> chosen = model_.event(meter_event);
   for (QComboBox* box : cbEventC_) {
-    if (box != nullptr && box->property("event").toInt() == event) box->setCurrentIndex(index);
+    if (box == nullptr || box->property("event").toInt() != meter_event) continue;
+    const QSignalBlocker quiet(box);
+    box->setCurrentIndex(chosen.value_or(-1));
+    if (chosen) box->setToolTip(Q(model_.EventText(*chosen)));
   }
   for (QComboBox* box : cbEventD_) {
-    if (box != nullptr && box->property("event").toInt() == event) box->setCurrentIndex(index);
+    if (box == nullptr || box->property("event").toInt() != meter_event) continue;
+    const QSignalBlocker quiet(box);
+    box->setCurrentIndex(chosen.value_or(-1));
+    if (chosen) box->setToolTip(Q(model_.EventText(*chosen)));
   }
-  syncing_ = false;
 }
 
 void frmSetup::Form_Load() {
@@ -324,161 +276,94 @@ void frmSetup::Form_Load() {
   for (QLabel* label : findChildren<QLabel*>()) {
     if (!label->objectName().startsWith("lblEvent")) continue;
     const QString number = label->text().section(' ', 1, 1);
-    const std::string text = session_.shell().Text(kTextSetupMeterEvent, U(number));
+    const std::string text = session_.Text(kTextSetupMeterEvent, U(number));
     if (!text.empty()) label->setText(Q(text));
   }
 }
 
-std::string frmSetup::OwnInsulinName(int type) const {
-  return Text(static_cast<int16_t>(family_.insulin_name_base + type));
+void frmSetup::ShowKetones() {
+  for (size_t i = 0; i < Text1_.size(); ++i) {
+    if (Text1_[i] == nullptr) continue;
+    const QSignalBlocker quiet(Text1_[i]);
+    Text1_[i]->setText(Q(model_.ketone(i)));
+  }
 }
 
-std::string frmSetup::InsulinLine(int type) const {
-  const std::string own = family_.insulin_line_prefix != 0
-                              ? Text(family_.insulin_line_prefix) + std::to_string(type)
-                              : OwnInsulinName(type);
-  return own + "->" + insulin_names_[static_cast<size_t>(type)];
-}
-
-void frmSetup::Go() {
-  SettingsStore& settings = session_.settings();
-  const std::string key = session_.shell().MeterKey();
-  const char separator = session_.environment().decimal_separator;
-  const auto read = [&](const char* name, std::string default_value) {
-    return TrimControlChars(settings.ReadMachineThenUser(key, name, std::move(default_value)));
-  };
-
-  // Check boxes: the absolute value of the stored number (2 is a grey box).
-  const auto checks = ChecksOf(family_);
-  for (size_t i = 0; i < checks.size(); ++i) {
-    const std::optional<double> number = ParseNumber(read(checks[i].value, "1"));
-    if (!number) continue;
-    const double value = std::fabs(*number);
-    if (value == 0) {
-      Check1_[i]->setCheckState(Qt::Unchecked);
-    } else if (value == 1) {
-      Check1_[i]->setCheckState(Qt::Checked);
-    } else if (value == 2) {
-      Check1_[i]->setTristate(true);
-      Check1_[i]->setCheckState(Qt::PartiallyChecked);
-    }
+void frmSetup::ShowValues() {
+  for (size_t i = 0; i < Check1_.size(); ++i) {
+    const int value = model_.check(i);
+    const QSignalBlocker quiet(Check1_[i]);
+    Check1_[i]->setTristate(value == 2);
+    Check1_[i]->setCheckState(value == 2   ? Qt::PartiallyChecked
+                              : value == 1 ? Qt::Checked
+                                           : Qt::Unchecked);
   }
+  if (model_.family().ketones) ShowKetones();
 
-  // Ketone classes in mmol/l with the user's separator; -1 (no number)
-  // shows an empty box, and a value that is no number counts as 0.
-  if (family_.ketones) {
-    for (size_t i = 0; i < Text1_.size(); ++i) {
-      float value = 0;
-      const std::string text = TrimControlChars(
-          ToLocalDecimal(read(kKetones[i].value, kKetones[i].default_value), separator));
-      if (const std::optional<float> number = ToSingle(text)) value = *number;
-      Text1_[i]->setText(value > -1 ? Q(FormatFixed(value, 1, separator)) : QString());
-    }
-  }
-
-  // Grams per bread unit: 10 or 12; any other number selects neither.
-  const auto select = [](QButtonGroup* group, std::optional<int16_t> index) {
+  const auto select = [](QButtonGroup* group, const std::optional<int>& option) {
+    const QSignalBlocker quiet(group);
     group->setExclusive(false);
     for (QAbstractButton* button : group->buttons()) button->setChecked(false);
     group->setExclusive(true);
-    if (index && group->button(*index) != nullptr) group->button(*index)->setChecked(true);
+    if (option && group->button(*option) != nullptr) group->button(*option)->setChecked(true);
   };
-  const std::optional<int16_t> factor = ToInt16(read("BUFactor", "12"));
-  select(buf_group_, factor == 10   ? std::optional<int16_t>(0)
-                     : factor == 12 ? std::optional<int16_t>(1)
-                                    : std::nullopt);
-  select(conversion_group_, ToInt16(read("BUConversionFactor", "1")));
+  select(buf_group_, model_.bu_factor());
+  select(conversion_group_, model_.bu_conversion());
 
-  // The insulin names.
   List1_->clear();
-  for (int type = 1; type <= family_.insulin_types; ++type) {
-    insulin_names_[static_cast<size_t>(type)] =
-        read(("Desc_Insulin" + std::to_string(type)).c_str(), OwnInsulinName(type));
-    auto* line = new QListWidgetItem(Q(InsulinLine(type)), List1_);
+  for (int type = 1; type <= model_.family().insulin_types; ++type) {
+    auto* line = new QListWidgetItem(Q(model_.InsulinLine(type)), List1_);
     line->setData(Qt::UserRole, type);
   }
   List1_->setCurrentRow(0);
 
-  // The events: each box lists the 30 diary events and shows the stored one.
-  if (family_.events) {
-    syncing_ = true;
-    const auto fill = [&](QComboBox* box) {
-      box->clear();
-      for (int index = 0; index < kDiaryEventCount; ++index) {
-        box->addItem(Q(Text(EventTextId(index))), index);
+  if (model_.family().events) {
+    for (const auto& boxes :
+         {std::span<QComboBox* const>(cbEventC_), std::span<QComboBox* const>(cbEventD_)}) {
+      for (QComboBox* box : boxes) {
+        const QSignalBlocker quiet(box);
+        box->clear();
+        for (int index = 0; index < kDiaryEventCount; ++index) {
+          box->addItem(Q(model_.EventText(index)), index);
+        }
       }
-      const int event = box->property("event").toInt();
-      const std::optional<int16_t> stored =
-          ToInt16(read(("Event" + std::to_string(event)).c_str(), ""));
-      box->setCurrentIndex(stored && *stored >= 0 && *stored < kDiaryEventCount ? *stored : -1);
-      SetEventTip(box);
-    };
-    for (QComboBox* box : cbEventC_) fill(box);
-    for (QComboBox* box : cbEventD_) fill(box);
-    syncing_ = false;
+    }
+    for (int meter_event = kFirstEventD; meter_event <= kLastSetupEvent; ++meter_event) {
+      ShowEvent(meter_event);
+    }
   }
+}
+
+void frmSetup::Go() {
+  model_.Load();
+  ShowValues();
   show();
   // Keys reach the dialog at once: Ctrl+Tab moves between its tabs.
   vstab_->setFocus();
 }
 
 void frmSetup::cmdNext_Click() {
-  SettingsStore& settings = session_.settings();
-  const std::string key = session_.shell().MeterKey();
-  const auto write = [&](const std::string& name, const std::string& value) {
-    settings.WriteSetting(Root::kUser, key, name, value);
-  };
-  const auto checks = ChecksOf(family_);
-  for (size_t i = 0; i < checks.size(); ++i) {
-    write(checks[i].value, std::to_string(-CheckValue(Check1_[i])));
-  }
-  if (family_.ketones) {
-    for (size_t i = 0; i < Text1_.size(); ++i) {
-      if (Text1_[i]->text().isEmpty()) Text1_[i]->setText("-1");
-      write(kKetones[i].value, U(Text1_[i]->text()));
-    }
-  }
-  write("BUFactor", optBUF_[1]->isChecked() ? "12" : "10");
-  write("BUConversionFactor", optBUConversion_[1]->isChecked() ? "1" : "0");
-  for (int type = 1; type <= family_.insulin_types; ++type) {
-    write("Desc_Insulin" + std::to_string(type), insulin_names_[static_cast<size_t>(type)]);
-  }
-  if (family_.events) {
-    // One value per event: the boxes of an event shared by both tabs agree.
-    std::array<std::optional<int>, 10> chosen{};
-    for (const auto& boxes :
-         {std::span<QComboBox* const>(cbEventC_), std::span<QComboBox* const>(cbEventD_)}) {
-      for (QComboBox* box : boxes) {
-        if (box->currentIndex() < 0) continue;
-        chosen[static_cast<size_t>(box->property("event").toInt())] = box->currentData().toInt();
-      }
-    }
-    for (size_t event = 1; event < chosen.size(); ++event) {
-      if (chosen[event]) write("Event" + std::to_string(event), std::to_string(*chosen[event]));
-    }
-  }
-  session_.shell().context().SetupBusy = false;
+  model_.Save();
+  ShowKetones();  // an empty box shows what was saved
+  session_.SetSetupBusy(false);
 }
 
 void frmSetup::cmdCancel_Click() {
-  session_.shell().context().SetupBusy = false;
+  session_.SetSetupBusy(false);
 }
 
 void frmSetup::cmdInsulin_Click(int Index) {
   QListWidgetItem* line = List1_->currentItem();
   if (line == nullptr) return;
   const int type = line->data(Qt::UserRole).toInt();
-  std::string& name = insulin_names_[static_cast<size_t>(type)];
   if (Index == 0) {
     const std::optional<std::string> answer = services_.messages->Input(
-        this, session_.shell().Text(kTextRenameInsulinPrompt, OwnInsulinName(type)),
-        Text(kTextRenameInsulinTitle), name);
-    if (!answer || answer->empty()) return;
-    name = *answer;
+        this, model_.RenamePrompt(type), model_.RenameTitle(), model_.insulin_name(type));
+    if (!model_.Rename(type, answer)) return;
   } else {
-    name = OwnInsulinName(type);
+    model_.ResetInsulinName(type);
   }
-  line->setText(Q(InsulinLine(type)));
+  line->setText(Q(model_.InsulinLine(type)));
 }
 
 void frmSetup::List1_DblClick() {

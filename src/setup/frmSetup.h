@@ -1,13 +1,9 @@
 #pragma once
 
-// The setup dialogs of the three meters with options: frmSetupComplete
-// ("Accu-Chek Complete"), frmSetupDM ("Accutrend DM") and frmSetupGlucotrend
-// ("Glucotrend GCT"). One design; a table says how the three differ (how many
-// categories they fetch, how many insulin types they know and how those are
-// named, ketone translation or event translation). Each option is a value
-// under the meter's settings key, read machine root then user root and saved
-// to the user root; the meter's profile reads the same values at the next
-// import.
+// The setup dialogs of the three meters with options: frmSetupComplete,
+// frmSetupDM and frmSetupGlucotrend, one design over the setup model
+// (profile/setup_model.h), which holds the values and their rules. The
+// dialog shows the model and forwards the person's changes to it.
 //
 // The dialog lives inside the container the wizard hands over (picSetup). Its
 // OK (cmdNext) saves and its cmdCancel discards; both end the wait of the
@@ -17,11 +13,9 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
-#include <string>
 #include <vector>
 
-#include "host/meter_catalogue.h"
+#include "profile/setup_model.h"
 
 class QButtonGroup;
 class QCheckBox;
@@ -36,23 +30,6 @@ namespace mi {
 
 class ImportSession;
 struct WindowServices;
-
-// How a dialog of the family differs from the others.
-struct SetupFamily {
-  SetupDialog dialog;
-  const char* window_name;      // "frmSetupComplete"
-  const char* tabs;             // the tab captions at design time
-  int16_t tabs_text;            // ... and their text number
-  size_t check_boxes;           // how many categories it fetches (the first of kSetupChecks)
-  int insulin_types;            // 14 or 2
-  int16_t insulin_name_base;    // the own name of type N is text base + N
-  int16_t insulin_line_prefix;  // 0: lines begin with the own name; else this text and N
-  bool ketones;                 // the third tab translates ketone classes
-  bool events;                  // the third and fourth tabs translate events
-};
-
-// The family of a setup dialog; nullopt for kNone.
-std::optional<SetupFamily> SetupFamilyFor(SetupDialog dialog);
 
 class frmSetup : public QWidget {
   Q_OBJECT
@@ -76,23 +53,20 @@ class frmSetup : public QWidget {
   void cmdInsulin_Click(int Index);
   void List1_DblClick();
 
-  // The diary names of the insulin types, by type (index 0 and those beyond
-  // the family's types unused).
-  const std::array<std::string, 17>& insulin_names() const { return insulin_names_; }
+  const SetupModel& model() const { return model_; }
 
  private:
   void Build();
   std::string Text(int16_t id) const;
-  std::string OwnInsulinName(int type) const;
-  std::string InsulinLine(int type) const;
-  void SetEventTip(QComboBox* box);
-  void SyncEvent(int event, int index);
-  QComboBox* NewEventBox(QWidget* tab, const char* name, int event);
+  // The controls as the model has them.
+  void ShowValues();
+  void ShowKetones();
+  void ShowEvent(int meter_event);
+  QComboBox* NewEventBox(QWidget* tab, const char* name, int meter_event);
 
-  SetupFamily family_;
   ImportSession& session_;
   WindowServices& services_;
-  std::array<std::string, 17> insulin_names_;
+  SetupModel model_;
 
   QTabWidget* vstab_ = nullptr;
   std::vector<QCheckBox*> Check1_;
@@ -105,9 +79,8 @@ class frmSetup : public QWidget {
   std::array<QPushButton*, 2> cmdInsulin_{};
   QPushButton* cmdNext_ = nullptr;
   QPushButton* cmdCancel_ = nullptr;
-  std::array<QComboBox*, 6> cbEventC_{};  // the meter's events 4 to 9
-  std::array<QComboBox*, 8> cbEventD_{};  // the meter's events 1 to 8
-  bool syncing_ = false;
+  std::array<QComboBox*, kEventCBoxes> cbEventC_{};  // the meter's events 4 to 9
+  std::array<QComboBox*, kEventDBoxes> cbEventD_{};  // the meter's events 1 to 8
 };
 
 }  // namespace mi

@@ -16,7 +16,7 @@
 #include "importfiles/import_package.h"
 #include "meter/decoders.h"
 #include "meter/meter_reading.h"
-#include "meter/records.h"
+#include "records/records.h"
 
 namespace mi {
 

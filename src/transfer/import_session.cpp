@@ -1,7 +1,10 @@
 #include "transfer/import_session.h"
 
+#include <iostream>
+
+#include "common/error.h"
+#include "common/locale_info.h"
 #include "common/text_ids.h"
-#include "meter/meter_errors.h"
 #include "meter/plugin_control.h"
 
 namespace mi {
@@ -16,6 +19,15 @@ ImportHeader MakeImportHeader(const std::string& meter_desc,
   return header;
 }
 
+ImportEnvironment ImportEnvironment::OfThisProgram(const char* argv0) {
+  ImportEnvironment environment;
+  std::error_code ec;
+  environment.program_file = std::filesystem::read_symlink("/proc/self/exe", ec);
+  if (ec && argv0 != nullptr) environment.program_file = argv0;
+  environment.decimal_separator = UserDecimalSeparator();
+  return environment;
+}
+
 ImportSession::ImportSession(ImportEnvironment environment, StatusChannel* status)
     : environment_(std::move(environment)),
       settings_(environment_.hives),
@@ -28,28 +40,70 @@ const WallClock& ImportSession::clock() const {
   return environment_.clock != nullptr ? *environment_.clock : system_clock_;
 }
 
-StartOutcome ImportSession::Start(std::string_view command_line) {
-  if (!shell_.Load(command_line).proceed) return StartOutcome::kNoMeterId;
-  if (!shell_.Action(shell_.context().MeterID).open_wizard) return StartOutcome::kNoImportDir;
-  return StartOutcome::kReady;
+bool ImportSession::TakeWayOut(WayOut way_out, std::string* err) {
+  way_out_ = way_out;
+  return Fail(err, Message(way_out));
+}
+
+std::string ImportSession::Message(WayOut way_out) const {
+  switch (way_out) {
+    case WayOut::kNone:
+      break;
+    case WayOut::kNoMeterId:
+      return kMeterIdRequired;
+    case WayOut::kNoImportDir:
+      return kNoImportFolder;
+    case WayOut::kPortClosed:
+      return Text(kTextPortCannotOpen) + "COM:" + std::to_string(port()) + " ---> ";
+    case WayOut::kNotInstalled:
+      return kReinstallDriver;
+    case WayOut::kNoConnection:
+      return Text(kTextNoConnection);
+  }
+  return std::string();
+}
+
+bool ImportSession::Start(std::string_view command_line, std::string* err) {
+  if (!shell_.Load(command_line)) return TakeWayOut(WayOut::kNoMeterId, err);
+  if (!shell_.Action(context().MeterID)) return TakeWayOut(WayOut::kNoImportDir, err);
+  return true;
 }
 
 const MeterProfile& ImportSession::LoadProfile() {
-  const HostContext& context = shell_.context();
-  LoadMeterProfile(profile_, settings_, shell_.MeterKey(), shell_.language(), context.MeterID,
+  LoadMeterProfile(profile_, settings_, shell_.MeterKey(), shell_.language(), context().MeterID,
                    environment_.program_file, environment_.decimal_separator,
                    shell_.LanguageName());
+  ir_key_chosen_ = profile_.irKeyValue != 0;
   return profile_;
+}
+
+void ImportSession::ChoosePort(int16_t port) {
+  shell_.SetComPort(port);
 }
 
 bool ImportSession::PortAvailable(int16_t port) {
   return mi::PortAvailable(settings_, shell_.MeterKey(), port, 0, environment_.serial);
 }
 
+bool ImportSession::TestPort(std::string* err) {
+  if (!PortAvailable(port())) return TakeWayOut(WayOut::kPortClosed, err);
+  way_out_ = WayOut::kNone;
+  return true;
+}
+
+void ImportSession::StoreIrKeyChoice() {
+  if (!IrKeyOffered()) return;
+  settings_.WriteSetting(Root::kUser, shell_.MeterKey(), "UseIRKey",
+                         int64_t{ir_key_chosen_ ? 1 : 0});
+}
+
+SetupDialog ImportSession::setup_dialog() const {
+  return SetupDialogForFamily(context().MeterFamily);
+}
+
 MeterControl& ImportSession::Control() {
   if (!control_) {
     control_ = CreateMeterControl(settings_, &control_problem_);
-    if (!control_problem_.empty()) notices_.push_back("meter control: " + control_problem_);
     connection_ = std::make_unique<MeterConnection>(*control_);
   }
   return *control_;
@@ -60,69 +114,79 @@ MeterConnection& ImportSession::connection() {
   return *connection_;
 }
 
-ImportResult ImportSession::Transfer(const TransferOptions& options) {
-  ImportResult result = Read(options);
-  if (result.reading.outcome == ReadingOutcome::kRead) Write(result, options.progress);
-  return result;
+bool ImportSession::Transfer(const TransferOptions& options, ImportResult& result,
+                             std::string* err) {
+  if (!Read(options, result, err)) return false;
+  Write(result, options.progress);
+  return true;
 }
 
-ImportResult ImportSession::Read(const TransferOptions& options) {
-  const HostContext& context = shell_.context();
+bool ImportSession::Read(const TransferOptions& options, ImportResult& result, std::string* err) {
   ReadingRequest request;
-  request.port = context.ComPort;
-  request.driver_name = ReadingDriverName(context.MeterFamily, options.use_ir_key);
+  request.port = port();
+  request.driver_name = ReadingDriverName(context().MeterFamily, UsesIrKey());
   request.progress_window = options.progress_window;
   request.laboratory_kinds = LaboratoryKinds(profile_.getLabData);
   request.connected = options.connected;
 
-  ImportResult result;
+  result = ImportResult();
   result.reading = ReadMeter(connection(), profile_, request);
-  if (result.reading.outcome == ReadingOutcome::kRead) {
-    shell_.meter_identification = result.reading.info.item3;
-  }
   result.report = BuildImportReport(result.reading, nullptr);
-  return result;
+  if (result.reading.connect_text == kDriverNotInstalled) {
+    return TakeWayOut(WayOut::kNotInstalled, err);
+  }
+  if (!result.reading.Read()) return TakeWayOut(WayOut::kNoConnection, err);
+  way_out_ = WayOut::kNone;
+  shell_.SetMeterIdentification(result.reading.info.item3);
+  return true;
 }
 
 void ImportSession::Write(ImportResult& result, ImportProgress* progress) {
-  const HostContext& context = shell_.context();
+  const HostContext& run = context();
   const ImportHeader header =
-      MakeImportHeader(context.MeterDesc, result.reading.info.item3, context.MeterID);
+      MakeImportHeader(run.MeterDesc, shell_.meter_identification(), run.MeterID);
   ImportProgress no_progress;
   result.package = WriteImportPackage(
-      context.ImportDir, context.ImportSequence, profile_.createSingleFile != 0, header,
+      run.ImportDir, run.ImportSequence, profile_.createSingleFile != 0, header,
       result.reading.records, clock(), progress != nullptr ? *progress : no_progress,
       environment_.decimal_separator, environment_.files);
   result.report = BuildImportReport(result.reading, &*result.package);
 }
 
-std::vector<std::string> ImportSession::TakeNotices() {
-  std::vector<std::string> notices = settings_.TakeNotices();
-  notices.insert(notices.end(), notices_.begin(), notices_.end());
-  notices_.clear();
-  return notices;
+void ImportSession::CloseMeterDriver() {
+  // Closing at the end: nothing depends on it any more.
+  if (connection_) connection_->CloseMeterDriver();
 }
 
-void ImportSession::CloseMeterDriver() {
-  if (!connection_) return;
-  try {
-    connection_->CloseMeterDriver();
-  } catch (const MeterRunTimeError&) {
-    // Closing at the end: nothing depends on it any more.
-  }
+void ImportSession::SetFinished(bool finished) {
+  shell_.SetFinished(finished);
 }
 
 void ImportSession::Finish() {
-  shell_.SetFinished(true);
+  SetFinished(true);
   CloseMeterDriver();
 }
 
-std::string ImportSession::PortClosedMessage(int16_t port) const {
-  return shell_.Text(kTextPortCannotOpen) + "COM:" + std::to_string(port) + " ---> ";
+void ImportSession::Tell(std::string_view line) const {
+  std::ostream& log = environment_.log != nullptr ? *environment_.log : std::cerr;
+  log << environment_.program_file.filename().string() << ": " << line << '\n';
 }
 
-std::string ImportSession::NoConnectionMessage() const {
-  return shell_.Text(kTextNoConnection);
+void ImportSession::TellNotices() {
+  for (const std::string& notice : TakeNotices()) Tell(notice);
+}
+
+void ImportSession::TellReport(const ImportReport& report) const {
+  for (const std::string& line : report.Lines()) Tell(line);
+}
+
+std::vector<std::string> ImportSession::TakeNotices() {
+  std::vector<std::string> notices = settings_.TakeNotices();
+  if (!control_problem_.empty() && !control_problem_told_) {
+    control_problem_told_ = true;
+    notices.push_back("meter control: " + control_problem_);
+  }
+  return notices;
 }
 
 }  // namespace mi

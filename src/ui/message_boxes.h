@@ -7,13 +7,11 @@
 #include <optional>
 #include <string>
 
+#include "common/messages.h"
+
 class QWidget;
 
 namespace mi {
-
-enum class MessageIcon { kNone, kInformation, kExclamation, kStop, kQuestion };
-enum class MessageButtons { kOk, kOkCancel, kYesNo };
-enum class MessageAnswer { kOk, kCancel, kYes, kNo };
 
 class MessageBoxes {
  public:

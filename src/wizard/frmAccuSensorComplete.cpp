@@ -18,25 +18,20 @@
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QVBoxLayout>
 
-#include <limits>
-
-#include "common/conversions.h"
-#include "common/settings_store.h"
 #include "common/text_helpers.h"
 #include "common/text_ids.h"
 #include "ui/localise.h"
 #include "ui/pictures.h"
 #include "ui/window_services.h"
-#include "wizard/port_list.h"
 #include "wizard/wizard_host.h"
 
 namespace mi {
 namespace {
 
-constexpr int16_t kHighestPort = 16;
 constexpr int kAnimationMs = 120;
-// The meter picture and the wizard picture of a meter.
-constexpr int kMeterPictureBase = 100;
+// The item data role under which a port list entry keeps its port number.
+constexpr int kPortRole = Qt::UserRole;
+// The wizard picture of a meter: its number + 1100.
 constexpr int kWizardPictureBase = 1100;
 
 void SetTag(QWidget* widget, int16_t text_id) {
@@ -88,8 +83,9 @@ class WizardProgress : public ImportProgress {
 frmAccuSensorComplete::frmAccuSensorComplete(WizardHost& host, QWidget* parent)
     : QWidget(parent, Qt::Window),
       host_(host),
+      flow_(host.session(), *this),
       meter_(new SerialControl(this)),
-      serial_link_(meter_->port, bCancel_) {
+      serial_link_(meter_->port, flow_.cancel_flag()) {
   setObjectName("frmAccuSensorComplete");
   setWindowTitle(QString::fromUtf8("Messgeräte-Import"));
   SetTag(this, kTextWizardCaption);
@@ -325,9 +321,11 @@ void frmAccuSensorComplete::Build() {
   connect(cmdUSBInfo_, &QPushButton::clicked, this, [this] { cmdUSBInfo_Click(); });
   connect(cmdDetails_, &QPushButton::clicked, this, [this] { cmdDetails_Click(); });
   connect(Timer1_, &QTimer::timeout, this, [this] { Timer1_Timer(); });
+  // lbPorts_ItemCheck: the person checked an entry (the flow keeps one).
   connect(lbPorts_, &QListWidget::itemChanged, this, [this](QListWidgetItem* item) {
-    KeepSingleCheck(lbPorts_, lbPorts_->row(item), item_check_guard_);
+    flow_.CheckPort(static_cast<size_t>(lbPorts_->row(item)));
   });
+  connect(chkUseIRKey_, &QCheckBox::toggled, this, [this](bool on) { flow_.ChooseIrKey(on); });
   // Return moves on (or presses the button that has the focus), Escape
   // cancels and F1 opens the help, as people expect of a wizard.
   for (const int key : {Qt::Key_Return, Qt::Key_Enter}) {
@@ -360,10 +358,11 @@ void frmAccuSensorComplete::Build() {
   setTabOrder(cmdUSBInfo_, cmdCancel_);
   setTabOrder(cmdCancel_, cmdNext_);
   resize(640, 420);
+  writing_progress_ = std::make_unique<WizardProgress>(this, pbar_, lblCounter_);
 }
 
 std::string frmAccuSensorComplete::Text(int16_t id) const {
-  return host_.session().shell().Text(id);
+  return host_.session().Text(id);
 }
 
 const MeterProfile& frmAccuSensorComplete::profile() const {
@@ -401,32 +400,14 @@ void frmAccuSensorComplete::Form_Load() {
 }
 
 void frmAccuSensorComplete::init() {
-  ImportSession& session = host_.session();
-  const MeterProfile& loaded = session.LoadProfile();
-  frameSetup_->setVisible(loaded.frameSetupVisible);
-  // The setup is offered only where the meter has a dialog.
-  cmdSetup_->setVisible(host_.HasSetupDialog());
-  cmdHelp_->setVisible(loaded.helpFilePresent);
-  chkUseIRKey_->hide();
-  chkUseIRKey_->setChecked(false);
-  if (!loaded.irKeyVisible) return;
-  chkUseIRKey_->show();
-  chkUseIRKey_->setChecked(loaded.irKeyValue != 0);
-  chkUseIRKey_->setText(Q(loaded.irKeyCaption));
+  flow_.Init();
 }
 
 void frmAccuSensorComplete::Go() {
-  init();
-  ImportSession& session = host_.session();
-  const std::string usb =
-      TrimControlChars(session.settings().ReadMachine(session.shell().MeterKey(), "USBSerial", ""));
-  if (!usb.empty()) cmdUSBInfo_->show();
-  QGuiApplication::setApplicationDisplayName(Q(session.shell().title()));
+  QGuiApplication::setApplicationDisplayName(Q(host_.session().shell().title()));
   MakeTopmost(this);
   show();
-  const bool listed = ListPorts();
-  int16_t fresh = 0;
-  StepRoutine(listed ? kTrue : kFalse, fresh);
+  flow_.Go();
 }
 
 void frmAccuSensorComplete::waitMs(int16_t anzahl) {
@@ -457,25 +438,7 @@ void frmAccuSensorComplete::SetAnimate(bool on) {
   }
 }
 
-// ---- The ports -------------------------------------------------------------
-
-bool frmAccuSensorComplete::ListPorts() {
-  ImportSession& session = host_.session();
-  bool found = false;
-  {
-    // Filling the list is no choice of the person's.
-    const QSignalBlocker quiet(lbPorts_);
-    found = FillPortList(lbPorts_, "", kHighestPort, session.shell().context().ComPort,
-                         [&session](int16_t port) { return session.PortAvailable(port); });
-  }
-  lbPorts_->viewport()->update();
-  if (!found) {
-    host_.services().messages->Show(this, Text(kTextNoSerialPort), MessageIcon::kNone);
-  }
-  return lbPorts_->count() > 0;
-}
-
-// ---- The steps -------------------------------------------------------------
+// ---- What the flow shows --------------------------------------------------
 
 void frmAccuSensorComplete::ShowScreen(QWidget* screen) {
   for (QWidget* other :
@@ -486,10 +449,10 @@ void frmAccuSensorComplete::ShowScreen(QWidget* screen) {
   screen->raise();
 }
 
-void frmAccuSensorComplete::StepRoutine(int16_t previous, int16_t& step) {
-  (void)previous;
-  switch (step) {
-    case 0: {
+void frmAccuSensorComplete::Show(WizardScreen screen) {
+  const int16_t meter = host_.session().context().MeterID;
+  switch (screen) {
+    case WizardScreen::kIntroduction: {
       ShowScreen(contIntro_);
       unsetCursor();
       const std::string intro = Text(kTextIntro);
@@ -501,93 +464,105 @@ void frmAccuSensorComplete::StepRoutine(int16_t previous, int16_t& step) {
       cmdNext_->setFocus();
       break;
     }
-    case 1:
+    case WizardScreen::kPort:
       contIntro_->hide();
-      imgstp_[1]->LoadPicture(host_.session().shell().context().MeterID + kWizardPictureBase);
+      imgstp_[1]->LoadPicture(meter + kWizardPictureBase);
       imgstp_[0]->hide();
       imgstp_[1]->show();
       ShowScreen(contSelectCom_);
       cmdNext_->setEnabled(true);
       lbPorts_->setFocus();
       break;
-    case 2: {
-      ImportSession& session = host_.session();
-      int16_t port = 0;
-      if (!CheckedPort(lbPorts_, port)) {
-        host_.services().messages->Show(this, Text(kTextChoosePort), MessageIcon::kInformation);
-        --step;
-        break;
-      }
-      session.shell().context().ComPort = port;
-      if (session.PortAvailable(port)) {
-        contSelectCom_->hide();
-        ShowScreen(contProgress_);
-        lblOn_->show();
-        cmdNext_->setFocus();
-      } else {
-        host_.services().messages->Show(this, session.PortClosedMessage(port), MessageIcon::kStop);
-        --step;
-      }
+    case WizardScreen::kSwitchOn:
+      contSelectCom_->hide();
+      ShowScreen(contProgress_);
+      lblOn_->show();
+      cmdNext_->setFocus();
       break;
-    }
-    case 3:
-      ReadTheMeter(step);
+    case WizardScreen::kReading:
+      imgstp_[2]->LoadPicture(meter + kWizardPictureBase);
+      imgstp_[1]->hide();
+      imgstp_[2]->show();
+      cmdNext_->setEnabled(false);
+      lblOn_->show();
+      lblStepGuide_->show();
+      lblOn_->repaint();
+      pgtransfer_->setRange(0, 1);
+      pgtransfer_->setValue(0);
       break;
-    default:
-      break;  // the result screen waits for the press that finishes
+    case WizardScreen::kTransfer:
+      ShowScreen(contAnimation_);
+      display_status(0, flow_.step(), Text(kTextReading));
+      SetAnimate(true);
+      repaint();
+      break;
+    case WizardScreen::kWriting:
+      lblOn_->hide();
+      pgtransfer_->setValue(pgtransfer_->maximum());
+      break;
+    case WizardScreen::kResult:
+      SetAnimate(false);
+      ShowResult();
+      break;
   }
 }
 
-void frmAccuSensorComplete::ReadTheMeter(int16_t& step) {
-  ImportSession& session = host_.session();
-  step = 4;
-  imgstp_[2]->LoadPicture(session.shell().context().MeterID + kWizardPictureBase);
-  imgstp_[1]->hide();
-  imgstp_[2]->show();
-  cmdNext_->setEnabled(false);
-  lblOn_->show();
-  lblStepGuide_->show();
-  lblOn_->repaint();
-  pgtransfer_->setRange(0, 1);
-  pgtransfer_->setValue(0);
-
-  TransferOptions options;
-  options.use_ir_key = chkUseIRKey_->isChecked();
-  options.progress_window = static_cast<int32_t>(pgtransfer_->winId());
-  options.connected = [this] {
-    ShowScreen(contAnimation_);
-    display_status(0, step_, Text(kTextReading));
-    SetAnimate(true);
-    repaint();
-  };
-  result_ = std::make_unique<ImportResult>(session.Read(options));
-
-  const ReadingOutcome outcome = result_->reading.outcome;
-  if (outcome != ReadingOutcome::kRead) {
-    if (outcome == ReadingOutcome::kNotInstalled) {
-      host_.services().messages->Show(this, kReinstallDriver, MessageIcon::kNone);
-    } else {
-      host_.services().messages->Show(this, session.NoConnectionMessage(), MessageIcon::kStop);
+void frmAccuSensorComplete::ShowPorts(const PortChoice& ports) {
+  // Showing the list is no choice of the person's.
+  const QSignalBlocker quiet(lbPorts_);
+  const std::vector<int16_t>& numbers = ports.ports();
+  bool same = lbPorts_->count() == static_cast<int>(numbers.size());
+  for (int i = 0; same && i < lbPorts_->count(); ++i) {
+    same = lbPorts_->item(i)->data(kPortRole).toInt() == numbers[static_cast<size_t>(i)];
+  }
+  if (!same) {
+    lbPorts_->clear();
+    for (const int16_t port : numbers) {
+      auto* entry = new QListWidgetItem(Q(PortChoice::EntryText(port)), lbPorts_);
+      entry->setData(kPortRole, port);
+      entry->setFlags(entry->flags() | Qt::ItemIsUserCheckable);
     }
-    session.CloseMeterDriver();
-    step = -1;
-    cmdNext_Click();
-    return;
   }
+  for (int i = 0; i < lbPorts_->count(); ++i) {
+    const bool checked = ports.checked() == static_cast<size_t>(i);
+    lbPorts_->item(i)->setCheckState(checked ? Qt::Checked : Qt::Unchecked);
+    if (checked) lbPorts_->setCurrentRow(i);
+  }
+  lbPorts_->viewport()->update();
+}
 
-  lblOn_->hide();
-  pgtransfer_->setValue(pgtransfer_->maximum());
-  WizardProgress progress(this, pbar_, lblCounter_);
-  session.Write(*result_, &progress);
-  SetAnimate(false);
-  for (const std::string& line : result_->report.Lines()) {
-    std::fprintf(stderr, "meterimport: %s\n", line.c_str());
-  }
-  ShowResult();
+void frmAccuSensorComplete::ShowOptions(const WizardOptions& options) {
+  frameSetup_->setVisible(options.setup_frame);
+  // The setup is offered only where the meter has a dialog.
+  cmdSetup_->setVisible(options.setup);
+  cmdHelp_->setVisible(options.help);
+  if (options.usb_info) cmdUSBInfo_->show();
+  const QSignalBlocker quiet(chkUseIRKey_);
+  chkUseIRKey_->hide();
+  chkUseIRKey_->setChecked(false);
+  if (!options.ir_key) return;
+  chkUseIRKey_->show();
+  chkUseIRKey_->setChecked(options.ir_key_chosen);
+  chkUseIRKey_->setText(Q(options.ir_key_caption));
+}
+
+void frmAccuSensorComplete::Say(const std::string& text, MessageIcon icon) {
+  host_.services().messages->Show(this, text, icon);
+}
+
+int32_t frmAccuSensorComplete::ProgressWindow() {
+  return static_cast<int32_t>(pgtransfer_->winId());
+}
+
+ImportProgress& frmAccuSensorComplete::WritingProgress() {
+  return *writing_progress_;
+}
+
+void frmAccuSensorComplete::Finish() {
+  host_.SetFinished(true);
 }
 
 void frmAccuSensorComplete::ShowResult() {
-  const ImportSession& session = host_.session();
   unsetCursor();
   ShowScreen(contSuccess_);
   std::vector<std::string> parts;
@@ -600,53 +575,32 @@ void frmAccuSensorComplete::ShowResult() {
   cmdNext_->setEnabled(true);
   cmdCancel_->hide();
 
-  // The figures are the arrays' highest indexes, shown by the profile's
-  // switches for the five categories.
-  const MeterProfile& loaded = session.profile();
-  const std::array<bool, kRecordCategoryCount> shown = {
-      loaded.available[kCategoryGlucose] != 0, loaded.available[kCategoryInsulin] != 0,
-      loaded.available[kCategoryIntakes] != 0, loaded.available[kCategoryExercise] != 0,
-      loaded.available[kCategoryLaboratory] != 0};
+  const WizardResult result = flow_.Result();
   for (size_t i = 0; i < kRecordCategoryCount; ++i) {
-    if (const auto& highest = result_->package->highest_index[i]) {
-      result_values_[i]->setText(QString::number(*highest));
-    }
-    result_values_[i]->setVisible(shown[i]);
-    result_captions_[i]->setVisible(shown[i]);
+    const std::optional<int32_t>& figure = result.figures[i];
+    if (figure) result_values_[i]->setText(QString::number(*figure));
+    result_values_[i]->setVisible(result.shown[i]);
+    result_captions_[i]->setVisible(result.shown[i]);
   }
-  std::string meter = session.shell().context().MeterDesc;
-  const std::string& identification = result_->reading.info.item3;
-  if (!identification.empty()) meter += " (" + identification + ")";
-  lblMeterID_->setText(Q(meter));
-
-  const bool lost = result_->report.HasLoss();
-  lblLoss_->setVisible(lost);
-  cmdDetails_->setVisible(lost);
+  lblMeterID_->setText(Q(result.meter));
+  lblLoss_->setVisible(result.lost);
+  cmdDetails_->setVisible(result.lost);
   cmdNext_->setFocus();
 }
 
 // ---- Event handlers --------------------------------------------------------
 
 void frmAccuSensorComplete::cmdNext_Click() {
-  if (step_ == 0 && !ListPorts()) return;
-  ++step_;
-  if (step_ < 6) {
-    StepRoutine(static_cast<int16_t>(step_ - 1), step_);
-  } else {
-    host_.SetFinished(true);
-  }
+  flow_.Next();
 }
 
 void frmAccuSensorComplete::cmdCancel_Click() {
-  bCancel_ = kTrue;
-  host_.SetFinished(true);
+  flow_.Cancel();
 }
 
 void frmAccuSensorComplete::cmdHelp_Click() {
-  const MeterProfile& loaded = profile();
-  if (loaded.helpFilePresent && host_.services().open_help) {
-    host_.services().open_help(loaded.helpFile);
-  }
+  const std::optional<std::filesystem::path> page = flow_.HelpPage();
+  if (page && host_.services().open_help) host_.services().open_help(*page);
 }
 
 void frmAccuSensorComplete::cmdSetup_Click() {
@@ -667,21 +621,12 @@ void frmAccuSensorComplete::cmdSetup_Click() {
 }
 
 void frmAccuSensorComplete::cmdUSBInfo_Click() {
-  ImportSession& session = host_.session();
-  const std::string driver =
-      TrimControlChars(session.settings().ReadMachine(session.shell().MeterKey(), "USBDriver", ""));
-  if (driver.empty()) return;
-  host_.services().messages->Show(this, session.shell().Text(kTextUsbDriverInfo, driver),
-                                  MessageIcon::kInformation);
+  if (const std::optional<std::string> info = flow_.UsbInfo())
+    Say(*info, MessageIcon::kInformation);
 }
 
 void frmAccuSensorComplete::cmdDetails_Click() {
-  if (!result_) return;
-  std::string text = Text(kTextLossDetails);
-  for (const std::string& line : result_->report.LossLines()) {
-    text += (text.empty() ? "" : "\n\n") + line;
-  }
-  host_.services().messages->Show(this, text, MessageIcon::kExclamation);
+  if (flow_.last_result() != nullptr) Say(flow_.LossDetails(), MessageIcon::kExclamation);
 }
 
 void frmAccuSensorComplete::Timer1_Timer() {
@@ -699,11 +644,7 @@ void frmAccuSensorComplete::Form_Unload() {
   if (unloaded_) return;
   unloaded_ = true;
   unsetCursor();
-  if (chkUseIRKey_->isVisibleTo(contSelectCom_)) {
-    ImportSession& session = host_.session();
-    session.settings().WriteSetting(Root::kUser, session.shell().MeterKey(), "UseIRKey",
-                                    int64_t{chkUseIRKey_->isChecked() ? 1 : 0});
-  }
+  flow_.Unload();
   meter_->port.SetPortOpen(false);
   SetAnimate(false);
   hide();

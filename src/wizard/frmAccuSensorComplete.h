@@ -2,9 +2,9 @@
 
 // The import wizard: a window that stays on top and leads the person from an
 // introduction through the choice of the serial port and the hint to switch
-// the meter on to the transfer and its result. Each press of cmdNext runs the
-// step routine for the next step; the transfer itself is the import
-// sequence's reading and writing, shown on the wizard's screens.
+// the meter on to the transfer and its result. The steps are the wizard's
+// flow (transfer/wizard_flow.h); this window shows what the flow tells it
+// and forwards the person's clicks to it.
 //
 // The screens contIntro, contSelectCom, contProgress, contAnimation,
 // contSuccess and contSettings lie on top of each other; one is shown at a
@@ -21,6 +21,7 @@
 #include "serial/serial_link.h"
 #include "serial/serial_port.h"
 #include "transfer/import_session.h"
+#include "transfer/wizard_flow.h"
 
 class QCheckBox;
 class QFrame;
@@ -46,7 +47,7 @@ class SerialControl : public QObject {
   SerialPort port;
 };
 
-class frmAccuSensorComplete : public QWidget {
+class frmAccuSensorComplete : public QWidget, private WizardView {
   Q_OBJECT
 
  public:
@@ -86,35 +87,39 @@ class frmAccuSensorComplete : public QWidget {
   void Timer1_Timer();
 
   // The state, for the start-up window and tests.
-  int16_t step() const { return step_; }
-  int16_t bCancel() const { return bCancel_; }
+  int16_t step() const { return flow_.step(); }
+  int16_t bCancel() const { return flow_.bCancel(); }
   // cppcheck-suppress CastIntegerToAddressAtReturn ; imgstp_ holds pointers, not integers
   PictureBox* imgstp(int index) const { return imgstp_[static_cast<size_t>(index)]; }
-  const ImportResult* last_result() const { return result_.get(); }
+  const ImportResult* last_result() const { return flow_.last_result(); }
   const MeterProfile& profile() const;
 
  protected:
   void closeEvent(QCloseEvent* event) override;
 
  private:
+  // WizardView.
+  void Show(WizardScreen screen) override;
+  void ShowPorts(const PortChoice& ports) override;
+  void ShowOptions(const WizardOptions& options) override;
+  void Say(const std::string& text, MessageIcon icon) override;
+  int32_t ProgressWindow() override;
+  ImportProgress& WritingProgress() override;
+  void Finish() override;
+
   void Build();
-  bool ListPorts();
-  void StepRoutine(int16_t previous, int16_t& step);
-  void ReadTheMeter(int16_t& step);
   void ShowResult();
   void ShowScreen(QWidget* screen);
   std::string Text(int16_t id) const;
   QWidget* NewScreen(const char* name);
 
   WizardHost& host_;
-  int16_t step_ = 0;
-  int16_t bCancel_ = 0;
-  bool item_check_guard_ = false;
+  WizardFlow flow_;
   bool unloaded_ = false;
-  std::unique_ptr<ImportResult> result_;
 
   SerialControl* meter_;
   SerialLink serial_link_;
+  std::unique_ptr<ImportProgress> writing_progress_;
 
   std::array<PictureBox*, 3> imgstp_{};
   QWidget* screens_ = nullptr;

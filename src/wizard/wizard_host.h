@@ -21,8 +21,6 @@ class WizardHost {
   // Opens the meter's setup dialog in `container` and returns when it is
   // closed; `invoking` then re-reads the profile (its init).
   virtual void CallSetup(QWidget* invoking, QWidget* container) = 0;
-  // Whether the meter's family has a setup dialog.
-  virtual bool HasSetupDialog() const = 0;
 };
 
 }  // namespace mi

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "profile/meter_profile.h"
+#include "shell/meter_catalogue.h"
 #include "support/batch_installation.h"
 #include "support/memory_file_store.h"
 
@@ -58,20 +60,67 @@ TEST_F(BatchTest, ImportsTheSampleMemoryOfTheSensorComplete) {
   EXPECT_EQ(err.str().find(" lost: "), std::string::npos);
 }
 
-// Without a control, a connection or a port the batch ends with its message
-// and writes nothing; the port asked for is stored all the same.
+// Without a control or a port the batch ends with its message and writes
+// nothing; the port asked for is stored all the same.
 TEST_F(BatchTest, AMeterThatCannotBeReachedEndsWithoutFiles) {
   EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchNotInstalled);  // no control registered
   EXPECT_THAT(err.str(), HasSubstr("MESSAGE: Please install meter driver again !\n"));
-  RegisterSample(R"(["connect"])");
-  EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchNoConnection);
-  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: No connection to the meter.\n"));
   RegisterSample("[]");
   hives.SetMachineText(meter_key, "TestPorts", "1");
   EXPECT_EQ(Import({"Diary", "17", "2", "13"}), kBatchPortUnavailable);
   EXPECT_THAT(err.str(), HasSubstr("MESSAGE: The port cannot be opened: COM:2 ---> \n"));
   EXPECT_EQ(ImportFiles(), 0u);
   EXPECT_EQ(hives.store.ReadUser(kDescriptionKey, "COM", ""), "2");
+}
+
+// The port in use reaches the meter: the command line's, else the one
+// remembered, and a meter that answers on another port is no connection.
+// The control connects only on ports 1 to 4.
+TEST_F(BatchTest, ThePortInUseIsThePortRead) {
+  const std::tuple<const char*, const char*, int, int> cases[] = {
+      // port asked, port remembered, port of the meter, exit status
+      {"3", nullptr, 3, kBatchDone},
+      {"2", nullptr, 3, kBatchNoConnection},
+      {"0", "4", 4, kBatchDone},
+      {"0", nullptr, 4, kBatchNoConnection},
+      {"5", nullptr, 5, kBatchNoConnection},
+  };
+  for (const auto& [asked, remembered, meter, status] : cases) {
+    nlohmann::json memory = nlohmann::json::parse(
+        test::ReadFile(test::SampleMemory(hives.dir.path(), "accu-chek-sensor-complete.json")));
+    memory["port"] = meter;
+    UseMemory(memory.dump());
+    hives.user_writer.DeleteValue(meter_key, "COM");
+    if (remembered != nullptr) hives.SetUserText(meter_key, "COM", remembered);
+    EXPECT_EQ(Import({"Diary", "17", asked, "13"}), status)
+        << asked << " " << (remembered ? remembered : "-") << " " << meter << "\n"
+        << err.str();
+  }
+  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: No connection to the meter.\n"));
+}
+
+// The infrared key's driver is asked for only where the wizard would show
+// its box (the Accu-Chek Sensor, with the vendor's driver installed); a
+// stored choice counts for nothing elsewhere. The control here lists no
+// infrared-key driver.
+TEST_F(BatchTest, TheStoredInfraredKeyCountsOnlyWhereItsBoxIsShown) {
+  const std::tuple<int16_t, bool, const char*, int> cases[] = {
+      // meter, vendor's driver, stored choice, exit status
+      {12, true, "1", kBatchNotInstalled},
+      {12, true, "0", kBatchDone},
+      {12, false, "1", kBatchDone},
+      {13, true, "1", kBatchDone},
+  };
+  for (const auto& [meter, vendor, stored, status] : cases) {
+    test::BatchInstallation installation(std::string(FindMeter(meter)->module_name));
+    installation.UseMemory(R"({"drivers": [{"key": "ADV", "name": "AccuChek Advantage"},
+                                           {"key": "C", "name": "Accu-Chek Complete"}]})");
+    if (vendor) installation.hives.SetMachineText(kIrKeyDriverKey, "driver", "irkey.sys");
+    installation.hives.SetUserText(installation.meter_key, "UseIRKey", stored);
+    EXPECT_EQ(installation.Import({"Diary", "17", "1", std::to_string(meter)}), status)
+        << meter << " " << vendor << " " << stored << "\n"
+        << installation.err.str();
+  }
 }
 
 TEST_F(BatchTest, StartUpFailures) {

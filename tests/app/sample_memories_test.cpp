@@ -9,7 +9,7 @@
 #include <set>
 
 #include "common/conversions.h"
-#include "host/meter_catalogue.h"
+#include "shell/meter_catalogue.h"
 #include "support/batch_installation.h"
 #include "support/sample_memory.h"
 

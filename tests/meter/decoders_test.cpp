@@ -10,7 +10,6 @@
 
 #include "meter/decoders.h"
 #include "meter/meter_date.h"
-#include "meter/meter_errors.h"
 #include "support/fake_meter_control.h"
 
 namespace mi {
@@ -73,11 +72,12 @@ TEST_F(GlucoseTest, EventOfARawEntryInItsOrder) {
   events.user[3] = 0;
   EXPECT_EQ(RecordEventCode(RawEntry().Event(1, 3).Event(2, 0).Event(3, 7), events), 107);
   EXPECT_EQ(RecordEventCode(RawEntry(), events), 0);
-  EXPECT_THROW(RecordEventCode(RawEntry().Event(4, 34), events), DecodeRangeError);
+  std::string err;
+  EXPECT_EQ(RecordEventCode(RawEntry().Event(4, 34), events, &err), std::nullopt);
+  EXPECT_EQ(err, "event code out of range: 34");
   EXPECT_EQ(RecordEventCode(RawEntry().Event(1, 5).Event(4, 34), events), 105);
-  for (int32_t code : {34, -34, -32768}) {
-    EXPECT_THROW(MapEventCode(code, events), DecodeRangeError) << code;
-  }
+  for (int32_t code : {34, -34, -32768})
+    EXPECT_EQ(MapEventCode(code, events), std::nullopt) << code;
   EXPECT_EQ(MapEventCode(-33, events), 233);
 }
 
@@ -358,20 +358,22 @@ TEST(MeterDateTime, ConvertsAndRollsOver) {
       {"", "105959", Time(10, 59)},
   };
   for (const auto& [date, time, expected] : cases) {
-    EXPECT_DOUBLE_EQ(MeterDateTime(date, time), expected) << date << " " << time;
+    EXPECT_DOUBLE_EQ(MeterDateTime(date, time).value_or(-1e9), expected) << date << " " << time;
   }
   // Before 1899 the time of day still counts away from day zero.
-  const DateParts parts = SplitDate(MeterDateTime("18000101", "120000"));
+  const DateParts parts = SplitDate(*MeterDateTime("18000101", "120000"));
   EXPECT_EQ(std::tuple(parts.year, parts.day, parts.hour), std::tuple(1800, 1, 12));
 }
 
-TEST(MeterDateTime, BadTextsAreDateConversionErrors) {
+TEST(MeterDateTime, BadTextsMakeNoDate) {
   const std::pair<const char*, const char*> bad[] = {
       {"", ""},         {"2004023", ""},  {"", "14050"}, {"2004ab03", ""}, {"20040203", "14x509"},
       {"abcd0203", ""}, {"00500203", ""},  // year outside 100 to 9999
   };
   for (const auto& [date, time] : bad) {
-    EXPECT_THROW(MeterDateTime(date, time), DateConversionError) << date << " " << time;
+    std::string err;
+    EXPECT_EQ(MeterDateTime(date, time, &err), std::nullopt) << date << " " << time;
+    EXPECT_EQ(err, "date conversion failed: \"" + std::string(date) + "\" \"" + time + "\"");
   }
 }
 

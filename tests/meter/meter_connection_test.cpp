@@ -1,5 +1,6 @@
 #include "meter/meter_connection.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <tuple>
@@ -23,6 +24,7 @@ class MeterConnectionTest : public ::testing::Test {
   FakeMeterControl control;
   MeterConnection connection{control};
   std::vector<RawMeterRecord> raw;
+  int16_t count = 0;
 };
 
 TEST_F(MeterConnectionTest, OpensOnAPortFrom1To4) {
@@ -32,7 +34,7 @@ TEST_F(MeterConnectionTest, OpensOnAPortFrom1To4) {
   EXPECT_EQ(control.last_connect_port, 3);
 
   // Read data gets its presets, the constants and the progress window.
-  connection.ReadRawRecords(2, raw);
+  connection.ReadRawRecords(2, raw, count);
   EXPECT_EQ(control.last_read, (std::array<int32_t, 6>{2, 1680, -1, 1, 77, 1}));
 
   // Installed but no connection: any old one is closed. The batch tests check
@@ -55,32 +57,38 @@ TEST_F(MeterConnectionTest, OpensOnAPortFrom1To4) {
 
 TEST_F(MeterConnectionTest, CloseClearsTheStateEvenWhenDisconnectFails) {
   ASSERT_EQ(connection.OpenMeterDriver(2, "Accu-Chek Complete", 1), "CONNECTED");
-  connection.ReadRawRecords(1, raw);
+  connection.ReadRawRecords(1, raw, count);
   control.failing = {7};
-  try {
-    connection.CloseMeterDriver();
-    FAIL() << "a failing disconnect is raised";
-  } catch (const MeterControlError& e) {
-    EXPECT_STREQ(e.what(), "{C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 7 (disconnect) failed");
-  }
+  std::string err;
+  EXPECT_FALSE(connection.CloseMeterDriver(&err));
+  EXPECT_EQ(err, "{C8367F72-6040-11D3-8A53-00C04FC8C0E2} method 7 (disconnect) failed");
   EXPECT_EQ(connection.connect_text(), "");
+  // Opening again fails on the way: no connection, and why.
+  err.clear();
+  EXPECT_EQ(connection.OpenMeterDriver(2, "Accu-Chek Complete", 1, &err), "");
+  EXPECT_THAT(err, ::testing::HasSubstr("method 7 (disconnect) failed"));
   control.failing.clear();
-  connection.ReadRawRecords(1, raw);  // the cached read was forgotten
+  connection.ReadRawRecords(1, raw, count);  // the cached read was forgotten
   EXPECT_EQ(control.Calls(35), 2);
 }
 
 // meter_reading_test.cpp reads each kind once for a whole reading.
 TEST_F(MeterConnectionTest, ReadsAKindOnceUntilClosedOrReplaced) {
-  EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
+  const auto read = [&](int16_t kind) {
+    const bool done = connection.ReadRawRecords(kind, raw, count);
+    return done ? count : -1;
+  };
+  EXPECT_EQ(read(1), 2);
   ASSERT_EQ(raw.size(), 3u);  // one beyond the count, the last empty
   EXPECT_EQ(raw[2].bytes, RawMeterRecord().bytes);
-  EXPECT_EQ(connection.ReadRawRecords(2, raw), 1);
-  EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
+  EXPECT_EQ(read(2), 1);
+  EXPECT_EQ(read(1), 2);
   EXPECT_EQ(control.Calls(35), 3);
-  // A failed read gives 0 and keeps the cache.
+  // A failed read fails (it is no empty meter) and keeps the cache.
   control.fail_read_kinds = {2};
-  EXPECT_EQ(connection.ReadRawRecords(2, raw), 0);
-  EXPECT_EQ(connection.ReadRawRecords(1, raw), 2);
+  EXPECT_EQ(read(2), -1);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(read(1), 2);
   EXPECT_EQ(control.Calls(35), 4);
 }
 

@@ -48,7 +48,7 @@ TEST_F(MeterReadingTest, ReadsEachKindOnceAndAFailingLaboratoryReadLosesOnlyThat
   profile.available[kCategoryPump] = kFalse;  // a category of its own
   control.fail_read_kinds = {5};
   const ReadingResult result = ReadMeter(connection, profile, request);
-  ASSERT_EQ(result.outcome, ReadingOutcome::kRead);
+  ASSERT_TRUE(result.Read());
   EXPECT_EQ(control.Calls(35), 4);
   EXPECT_FALSE(control.connected);
   ASSERT_EQ(result.records.lab.size(), 3u);
@@ -72,7 +72,7 @@ TEST_F(MeterReadingTest, FailingIdentificationEndsEachCategoryAtItsFirstRecord) 
   profile.available.fill(kTrue);
   control.failing = {3};
   const ReadingResult result = ReadMeter(connection, profile, request);
-  ASSERT_EQ(result.outcome, ReadingOutcome::kRead);
+  ASSERT_TRUE(result.Read());
   EXPECT_EQ(result.errors.size(), 1u);  // the identification itself
   for (const auto& stats : result.categories) {
     ASSERT_TRUE(stats && !stats->losses.empty());

@@ -1,6 +1,7 @@
 // The setup dialogs of the three meters with options, on the offscreen
-// platform: what they show from the settings and what they save. Opened from
-// the wizard, and which meters are offered one: tests/wizard; the captions
+// platform: that they show their model and hand it the person's changes. The
+// rules of the values: tests/profile/setup_model_test.cpp. Opened from the
+// wizard, and which meters are offered one: tests/wizard; the captions
 // without a language module: LocaliseForm in tests/ui.
 
 #include <gtest/gtest.h>
@@ -43,8 +44,7 @@ class SetupTest : public ::testing::Test {
     environment.decimal_separator = separator;
     session = std::make_unique<ImportSession>(environment);
     session->Start("Diary 1 1 " + std::to_string(meter_id));
-    const auto family =
-        SetupFamilyFor(SetupDialogForFamily(session->shell().context().MeterFamily));
+    const auto family = SetupFamilyFor(SetupDialogForFamily(session->context().MeterFamily));
     dialog = std::make_unique<frmSetup>(*family, *session, services, nullptr);
     dialog->Form_Load();
     dialog->Go();
@@ -92,81 +92,57 @@ class SetupTest : public ::testing::Test {
   std::unique_ptr<frmSetup> dialog;
 };
 
-TEST_F(SetupTest, WithoutSettingsTheCompleteShowsItsOwnDefaults) {
+// The Complete: six categories (a grey box for a stored 2), its ketone boxes
+// with the user's separator, neither bread-unit factor for a stored 11, the
+// fourteen insulin types, three tabs.
+TEST_F(SetupTest, TheCompleteShowsItsModel) {
+  hives.SetMachineText(kComplete, "InsulinPumpData_Available", "2");
+  hives.SetMachineText(kComplete, "BUFactor", "11");
   Open(13, ',');
   EXPECT_EQ(dialog->objectName(), "frmSetupComplete");
-  EXPECT_EQ(Shown(), "xxxxxx||0,0|0,0|0,0|0,0");  // ketones negative: -1, no number
-  EXPECT_TRUE(Find<QRadioButton>("optBUF_1")->isChecked());
+  EXPECT_EQ(Shown(), "xx-xxx||0,0|0,0|0,0|0,0");
+  EXPECT_FALSE(Find<QRadioButton>("optBUF_0")->isChecked() ||
+               Find<QRadioButton>("optBUF_1")->isChecked());
   EXPECT_TRUE(Find<QRadioButton>("optBUConversion_1")->isChecked());
   const auto lines = Lines();
   ASSERT_EQ(lines.size(), 14u);
-  EXPECT_EQ(lines[0], "Mix 10/90->Mix 10/90");
   EXPECT_EQ(lines[13], "Humalog (rapid-acting analogue)->Humalog (rapid-acting analogue)");
   EXPECT_EQ(Find<QTabWidget>("vstab")->count(), 3);
   EXPECT_EQ(Find<QTabWidget>("vstab")->tabText(2), "Lab values");
 }
 
-TEST_F(SetupTest, ShowsWhatIsStoredUserOverMachineByTheRulesOfEachControl) {
-  for (const std::string setting :
-       {"Glucose_Available=0", "Insulin_Available=-1", "InsulinPumpData_Available=2",
-        "Intakes_Available=yes", "DefaultKetones_SPUR=1,5", "DefaultKetones_klein=2.25",
-        "DefaultKetones_mittel=4 mmol", "DefaultKetones_gross=1e99", "BUFactor=11",
-        "BUConversionFactor=0", "Desc_Insulin3=Actraphane 30"}) {
-    const size_t equals = setting.find('=');
-    hives.SetMachineText(kComplete, setting.substr(0, equals), setting.substr(equals + 1));
-  }
-  hives.SetUserText(kComplete, "ExerciseData_Available", "0");
-  hives.SetUserText(kComplete, "Desc_Insulin3", "Mixtard");
-  hives.SetUserText(kComplete, "DefaultKetones_NEG", "-1");
-  // A number stored as a 32-bit value reads as its decimal text; binary data
-  // reads as nothing, so the default stays.
-  hives.user_writer.SetValue(kComplete, "LabData_Available", kRegDword, std::string("\0\0\0\0", 4));
-  hives.user_writer.SetValue(kComplete, "BUConversionFactor", kRegBinary, "\x01");
-  Open(13, '.');
-  // Intakes: "yes" is no number (as designed); laboratory values: the user's
-  // DWORD 0. Ketones: either separator, shown with the user's; halves away
-  // from zero; letters are no number, 0 as the profile reads it; so is a
-  // value beyond a single's range.
-  EXPECT_EQ(Shown(), "ox-ooo||1.5|2.3|0.0|0.0");
-  EXPECT_FALSE(Find<QRadioButton>("optBUF_0")->isChecked());
-  EXPECT_FALSE(Find<QRadioButton>("optBUF_1")->isChecked());
-  EXPECT_TRUE(Find<QRadioButton>("optBUConversion_0")->isChecked());  // the machine's 0
-  EXPECT_EQ(Lines()[2], "Mix 30/70->Mixtard");
-}
-
-// Cancel saves nothing; OK saves every value to the user root, with an
-// insulin renamed through the input box, which it offers again for a reset.
-TEST_F(SetupTest, SavesEveryValueAndAnInsulinsNameAndCancelSavesNothing) {
+// Cancel saves nothing; OK saves what the person changed: a box clicked (a
+// grey one becomes a plain one), ketone texts, a factor, an insulin renamed
+// through the input box.
+TEST_F(SetupTest, HandsThePersonsChangesToTheModelAndSavesOnOk) {
   hives.SetMachineText(kComplete, "BUFactor", "11");
   hives.SetMachineText(kComplete, "InsulinPumpData_Available", "2");
   Open(13, ',');
   Find<QPushButton>("cmdCancel")->click();
   EXPECT_FALSE(fs::exists(hives.paths.user));
-  EXPECT_FALSE(session->shell().context().SetupBusy);
+  EXPECT_FALSE(session->context().SetupBusy);
 
   Open(13, ',');
   Find<QCheckBox>("Check1_1")->click();  // insulin off
+  Find<QCheckBox>("Check1_2")->click();  // the grey box: on
   Find<QLineEdit>("Text1_2")->setText("3,5");
   Find<QLineEdit>("Text1_3")->setText("");
+  Find<QRadioButton>("optBUF_1")->click();
+  Find<QRadioButton>("optBUConversion_0")->click();
   Find<QListWidget>("List1")->setCurrentRow(9);  // type 10
-  boxes.inputs = {std::string("Actrapid [HM] = fast →"), std::string(""), std::nullopt};
+  boxes.inputs = {std::string("Actrapid"), std::nullopt};
   Find<QPushButton>("cmdInsulin_0")->click();
   EXPECT_EQ(boxes.prompts.back(),
             "Enter the name under which Regular insulin is kept in your diary: | Rename insulin");
-  EXPECT_EQ(Lines()[9], "Regular insulin->Actrapid [HM] = fast →");
-  dialog->List1_DblClick();                    // an empty answer changes nothing
-  Find<QPushButton>("cmdInsulin_0")->click();  // neither does cancel
-  session->shell().context().SetupBusy = true;
+  EXPECT_EQ(Lines()[9], "Regular insulin->Actrapid");
+  dialog->List1_DblClick();  // cancel changes nothing
+  session->SetSetupBusy(true);
   Find<QPushButton>("cmdNext")->click();
-  EXPECT_FALSE(session->shell().context().SetupBusy);
-  // The name is stored exactly; the import files, in Windows-1252, will carry
-  // a "?" for the arrow. The Complete has no events.
-  ExpectUser(kComplete,
-             {"Glucose_Available=-1", "Insulin_Available=0", "InsulinPumpData_Available=-2",
-              "DefaultKetones_NEG=-1", "DefaultKetones_klein=3,5", "DefaultKetones_mittel=-1",
-              "BUFactor=10", "BUConversionFactor=1", "Desc_Insulin10=Actrapid [HM] = fast →",
-              "Desc_Insulin14=Humalog (rapid-acting analogue)", "Event1=(none)"});
-  EXPECT_EQ(Text("Text1_3"), "-1");  // an empty box shows what was stored
+  EXPECT_FALSE(session->context().SetupBusy);
+  ExpectUser(kComplete, {"Insulin_Available=0", "InsulinPumpData_Available=-1",
+                         "DefaultKetones_klein=3,5", "DefaultKetones_mittel=-1", "BUFactor=12",
+                         "BUConversionFactor=0", "Desc_Insulin10=Actrapid"});
+  EXPECT_EQ(Text("Text1_3"), "-1");  // an empty box shows what was saved
   Find<QPushButton>("cmdInsulin_1")->click();
   EXPECT_EQ(Lines()[9], "Regular insulin->Regular insulin");
 }
@@ -176,7 +152,6 @@ TEST_F(SetupTest, SavesEveryValueAndAnInsulinsNameAndCancelSavesNothing) {
 TEST_F(SetupTest, TheTwoInsulinMetersTranslateTheirEvents) {
   for (const int16_t meter : {int16_t{11}, int16_t{16}}) {
     hives.SetMachineText(kDM, "Event5", "3");
-    hives.SetUserText(kDM, "Event9", "29");
     Open(meter);
     EXPECT_EQ(dialog->objectName(), meter == 11 ? "frmSetupDM" : "frmSetupGlucotrend");
     EXPECT_EQ(dialog->findChild<QCheckBox*>("Check1_4"), nullptr);
@@ -190,16 +165,13 @@ TEST_F(SetupTest, TheTwoInsulinMetersTranslateTheirEvents) {
     EXPECT_EQ(c5->count(), 30);
     EXPECT_EQ(std::pair(c5->currentIndex(), d5->currentIndex()), std::pair(3, 3));
     EXPECT_EQ(c5->toolTip(), "Before lunch");
-    EXPECT_EQ(Find<QComboBox>("cbEventC_5")->currentIndex(), 29);
     EXPECT_EQ(Find<QComboBox>("cbEventD_0")->currentIndex(), -1);  // nothing stored
     d5->setCurrentIndex(17);
     EXPECT_EQ(c5->currentIndex(), 17);
     EXPECT_EQ(c5->toolTip(), "Hypo (low blood glucose)");
     Find<QComboBox>("cbEventD_0")->setCurrentIndex(2);
     Find<QPushButton>("cmdNext")->click();
-    // Nothing chosen, nothing stored.
-    ExpectUser(kDM, {"Event5=17", "Event1=2", "Event2=(none)", "Desc_Insulin1=Regular insulin",
-                     "Desc_Insulin3=(none)"});
+    ExpectUser(kDM, {"Event5=17", "Event1=2", "Event2=(none)"});
   }
 }
 

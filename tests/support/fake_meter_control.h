@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "meter/meter_control.h"
-#include "meter/raw_records.h"
+#include "records/raw_records.h"
 
 namespace mi::test {
 

@@ -10,8 +10,8 @@
 
 #include "common/conversions.h"
 #include "importfiles/import_writers.h"
-#include "meter/records.h"
 #include "meterimport/version.h"
+#include "records/records.h"
 
 namespace mi::test {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/status_channel.h"
+#include "shell/status_channel.h"
 
 namespace mi::test {
 

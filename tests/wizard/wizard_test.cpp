@@ -17,9 +17,9 @@
 
 #include "app/meterimport-batch/batch.h"
 #include "host/frmMain.h"
-#include "host/meter_catalogue.h"
 #include "meter/plugin_control.h"
 #include "profile/meter_profile.h"
+#include "shell/meter_catalogue.h"
 #include "support/import_golden.h"
 #include "support/recording_message_boxes.h"
 #include "support/recording_status_link.h"
@@ -139,7 +139,8 @@ TEST_P(EverySampleMemory, GoesThroughEveryScreenAndWritesWhatTheBatchWrites) {
   const auto [sample, meter_id] = GetParam();
   Install(meter_id, sample);
   Start("Diary 17 1 " + std::to_string(meter_id) + " 0");
-  EXPECT_EQ(Find("cmdSetup")->isVisible(), FindMeter(meter_id)->setup != SetupDialog::kNone);
+  EXPECT_EQ(Find("cmdSetup")->isVisible(),
+            SetupDialogForFamily(FindMeter(meter_id)->family) != SetupDialog::kNone);
   EXPECT_EQ(Screen(), "contIntro 0");
   EXPECT_EQ(main->wizard()->imgstp(0)->picture(), meter_id + 100);
   Next();
@@ -160,7 +161,7 @@ TEST_P(EverySampleMemory, GoesThroughEveryScreenAndWritesWhatTheBatchWrites) {
       EXPECT_EQ(Label(values[i]), std::to_string(*highest)) << values[i];
     }
   }
-  const std::string meter = main->session().shell().context().MeterDesc;
+  const std::string meter = main->session().context().MeterDesc;
   EXPECT_EQ(Label("lblMeterID"), meter + " (" + result.reading.info.item3 + ")");
 
   // The first press after the result moves to step 5, the next one finishes.
@@ -237,95 +238,68 @@ TEST_F(WizardTest, WithoutAMeterNumberTheModuleSaysSoAndEnds) {
   EXPECT_EQ(link.events, (std::vector<std::string>{"open", "close"}));
 }
 
-// Cancel ends the module once at every step; the status link is closed after
-// the meter driver. (That the port in use is stored and the host hears the
-// status once: tests/gui/real_program_test.sh.)
-TEST_F(WizardTest, CancelEndsTheModuleOnceAtEveryStep) {
-  for (int presses = 0; presses <= 3; ++presses) {
-    ends = 0;
-    Start("Diary 17 3 13 0");
-    Next(presses);
-    Cancel();
-    Cancel();  // a second press finds the module ended
-    EXPECT_EQ(ends, 1) << presses;
-    EXPECT_EQ(main->wizard()->bCancel(), -1);
-    EXPECT_FALSE(main->wizard()->isVisible());
-    EXPECT_EQ(link.events.back(), "close");
-  }
+// Cancel ends the module once (the flow's test: at every step); the status
+// link is closed after the meter driver. (That the port in use is stored and
+// the host hears the status once: tests/gui/real_program_test.sh.)
+TEST_F(WizardTest, CancelEndsTheModuleOnce) {
+  Start("Diary 17 3 13 0");
+  Next(2);
+  Cancel();
+  Cancel();  // a second press finds the module ended
+  EXPECT_EQ(ends, 1);
+  EXPECT_EQ(main->wizard()->bCancel(), -1);
+  EXPECT_FALSE(main->wizard()->isVisible());
+  EXPECT_EQ(link.events.back(), "close");
 }
 
-// With the port test on: no port at all keeps the wizard on its first screen;
-// a port not checked, or one that vanished, on the port page.
-TEST_F(WizardTest, WithoutAUsablePortTheWizardStaysOnItsPage) {
-  hives.SetMachineText(meter_key, "TestPorts", "1");
+// The port the person checks is the one read and remembered, not the one
+// remembered before: the meter answers on port 4 only.
+TEST_F(WizardTest, ReadsFromThePortThePersonChecks) {
+  nlohmann::json memory = nlohmann::json::parse(
+      test::ReadFile(test::SampleMemory(hives.dir.path(), "accu-chek-sensor-complete.json")));
+  memory["port"] = 4;
+  test::WriteFile(hives.dir / "port4.json", memory.dump());
+  hives.SetMachineText(kMeterControlServerKey, "MemoryFile", (hives.dir / "port4.json").string());
+  hives.SetUserText(meter_key, "COM", "2");
   Start("Diary 17 0 13 0");
   Next();
-  EXPECT_EQ(Screen(), "contIntro 0");
-  EXPECT_EQ(boxes.shown.size(), 2u);  // on start and on Next
-  ExpectBox("No serial port was found on this computer.", MessageIcon::kNone);
-
-  const fs::path device = hives.dir / "dev/fake-port";  // COM2, the only port
-  test::WriteFile(device, "");
-  hives.SetMachineText(kSerialCommKey, device.string(), "COM2");
-  Next();
   auto* ports = Find<QListWidget>("lbPorts");
-  ASSERT_EQ(ports->count(), 1);
-  EXPECT_EQ(ports->item(0)->text().toStdString(), "COM:2");
-  EXPECT_EQ(ports->item(0)->checkState(), Qt::Checked);  // the only one: preselected
-  const QSignalBlocker quiet(ports);                     // unchecked, which a person cannot do
-  ports->item(0)->setCheckState(Qt::Unchecked);
-  Next();
-  ExpectBox("Please choose the port to which the meter's cable is connected.",
-            MessageIcon::kInformation);
-  EXPECT_EQ(main->wizard()->step(), 1);
-  ports->item(0)->setCheckState(Qt::Checked);
-  fs::remove(device);  // the port vanishes between the list and the reading
-  Next();
-  ExpectBox("COM:2 ---> ", MessageIcon::kStop);
-  EXPECT_EQ(Screen(), "contSelectCom 1");
+  ASSERT_EQ(ports->item(1)->checkState(), Qt::Checked);  // COM:2, remembered
+  ports->item(3)->setCheckState(Qt::Checked);            // the person checks COM:4
+  EXPECT_EQ(ports->item(1)->checkState(), Qt::Unchecked);
+  Next(2);
+  ASSERT_EQ(Screen(), "contSuccess 4") << ::testing::PrintToString(boxes.Texts());
+  Next(2);
+  EXPECT_EQ(
+      hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete", "COM", ""),
+      "4");
 }
 
-// A driver that is missing: the infrared key's test.
-TEST_F(WizardTest, AConnectionThatFailsStartsAgainAtTheIntroduction) {
-  Install(13, "accu-chek-sensor-complete.json", R"(["connect"])");
-  Start("Diary 17 1 13 0");
-  Next(3);
-  ExpectBox("No connection to the meter could be made.", MessageIcon::kStop);
-  EXPECT_EQ(Screen(), "contIntro 0");
-  EXPECT_TRUE(Find("cmdNext")->isEnabled());
-  EXPECT_TRUE(ImportFiles(".00017").empty());
-}
-
-// The infrared key: offered for the Accu-Chek Sensor when its driver is
-// installed; ticked without the control knowing that driver, the reading
-// finds the driver missing and the wizard starts again at the introduction
-// (tests/app/batch_test.cpp: no control registered at all). The choice is
-// stored when the wizard unloads.
-TEST_F(WizardTest, TheInfraredKeyIsOfferedRememberedAndUsed) {
+// The infrared key: its box shows the stored choice for the Accu-Chek Sensor
+// with its driver installed, and the person's choice counts: ticked without
+// the control knowing that driver, the reading finds the driver missing and
+// the wizard starts again at the introduction. The choice is stored when the
+// wizard unloads. (The rules: tests/transfer/wizard_flow_test.cpp.)
+TEST_F(WizardTest, TheInfraredKeyBoxShowsAndTakesTheChoice) {
   test::WriteFile(hives.dir / "no-ir.json",
                   R"({"drivers": [{"key": "ADV", "name": "AccuChek Advantage"}]})");
   Install(12, "accu-chek-sensor.json");
   hives.SetMachineText(kMeterControlServerKey, "MemoryFile", (hives.dir / "no-ir.json").string());
   hives.SetMachineText(kIrKeyDriverKey, "driver", "irkey.sys");
-  hives.SetUserText(meter_key, "UseIRKey", "1");
+  hives.SetUserText(meter_key, "UseIRKey", "0");
   Start("Diary 17 1 12 0");
   auto* box = Find<QCheckBox>("chkUseIRKey");
   Next();
-  EXPECT_TRUE(box->isVisible() && box->isChecked());
+  EXPECT_TRUE(box->isVisible() && !box->isChecked());
   EXPECT_EQ(box->text().toStdString(), "Use the Accu-Chek IR Key (infrared)");
+  box->click();
   Next(2);
   ExpectBox("Please install meter driver again !", MessageIcon::kNone);
   EXPECT_EQ(Screen(), "contIntro 0");
-  box->setChecked(false);
+  Next();
+  EXPECT_EQ(Screen(), "contSelectCom 1");  // Next works again after the restart
   Cancel();
-  EXPECT_EQ(hives.store.ReadUser(meter_key, "UseIRKey", ""), "0");
-
-  // Without the vendor's driver the box is hidden and nothing is stored.
-  hives.machine_writer.DeleteValue(kIrKeyDriverKey, "driver");
-  hives.user_writer.DeleteValue(meter_key, "UseIRKey");
-  Start("Diary 17 1 12 0");
-  Cancel();
-  EXPECT_EQ(hives.store.ReadUser(meter_key, "UseIRKey", ""), "");
+  EXPECT_EQ(hives.store.ReadUser(meter_key, "UseIRKey", ""), "1");
 }
 
 TEST_F(WizardTest, ALossIsToldOnTheResultScreenWithItsDetails) {
@@ -358,23 +332,19 @@ TEST_F(WizardTest, TheTransferMovesItsBarsAndLetsCancelEndTheModuleWhileWriting)
   }
 }
 
-// Help only with a help file (F1 or the button open its page), the USB
-// information only when the installation names the adapter's driver.
-TEST_F(WizardTest, HelpAndUsbInformationAreOfferedOnlyWhenInstalled) {
-  for (const bool installed : {false, true}) {
-    if (installed) {
-      test::WriteFile(hives.dir / "bin/meterimport.html", "<html></html>");
-      test::WriteFile(hives.dir / "bin/meterimport.English.html", "<html></html>");
-      hives.SetMachineText(meter_key, "USBSerial", "yes");
-      hives.SetMachineText(meter_key, "USBDriver", "FTDI VCP");
-    }
-    Start("Diary 17 1 13 0");
-    EXPECT_EQ(Find("cmdHelp")->isVisible(), installed);
-    EXPECT_EQ(Find("cmdUSBInfo")->isVisible(), installed);
-    main->wizard()->activateWindow();  // keys go to the active window
-    ASSERT_TRUE(QTest::qWaitForWindowActive(main->wizard()));
-    QTest::keyClick(main->wizard(), Qt::Key_F1);
-  }
+// Help with a help file (F1 or the button open its page), the USB
+// information when the installation names the adapter's driver (whether
+// they are offered: tests/transfer/wizard_flow_test.cpp).
+TEST_F(WizardTest, HelpAndUsbInformationWhenInstalled) {
+  test::WriteFile(hives.dir / "bin/meterimport.html", "<html></html>");
+  test::WriteFile(hives.dir / "bin/meterimport.English.html", "<html></html>");
+  hives.SetMachineText(meter_key, "USBSerial", "yes");
+  hives.SetMachineText(meter_key, "USBDriver", "FTDI VCP");
+  Start("Diary 17 1 13 0");
+  EXPECT_TRUE(Find("cmdHelp")->isVisible() && Find("cmdUSBInfo")->isVisible());
+  main->wizard()->activateWindow();  // keys go to the active window
+  ASSERT_TRUE(QTest::qWaitForWindowActive(main->wizard()));
+  QTest::keyClick(main->wizard(), Qt::Key_F1);
   Find<QPushButton>("cmdHelp")->click();
   EXPECT_EQ(helps, std::vector<fs::path>(2, hives.dir / "bin/meterimport.English.html"));
   Find<QPushButton>("cmdUSBInfo")->click();

@@ -25,17 +25,40 @@ class PrintedStatus : public StatusChannel {
   std::ostream& err_;
 };
 
-// A message box of the module, printed; a text the language module lacks is
-// named by its number.
-void ShowMessage(std::ostream& err, const std::string& text, int16_t text_id = 0) {
-  err << "MESSAGE: "
-      << (text.empty() && text_id != 0 ? "[text " + std::to_string(text_id) + "]" : text) << '\n';
+// The exit status of each way out.
+int ExitStatus(WayOut way_out) {
+  switch (way_out) {
+    case WayOut::kNone:
+      break;
+    case WayOut::kNoMeterId:
+      return kBatchNoMeterId;
+    case WayOut::kNoImportDir:
+      return kBatchNoImportDir;
+    case WayOut::kPortClosed:
+      return kBatchPortUnavailable;
+    case WayOut::kNotInstalled:
+      return kBatchNotInstalled;
+    case WayOut::kNoConnection:
+      return kBatchNoConnection;
+  }
+  return kBatchDone;
 }
 
-void PrintNotices(ImportSession& session, std::ostream& err) {
-  for (const std::string& notice : session.TakeNotices()) {
-    err << "meterimport-batch: " << notice << '\n';
+// A way out: its message as the module shows it in a box, printed (a text
+// the language module lacks is named by its number); no import folder is no
+// box, only a line. The port in use is stored, as the module does at its end.
+int TakeWayOut(ImportSession& session, const std::string& message, std::ostream& err) {
+  session.TellNotices();
+  const WayOut way_out = session.way_out();
+  if (way_out == WayOut::kNoImportDir) {
+    session.Tell(message);
+  } else if (message.empty() && way_out == WayOut::kNoConnection) {
+    err << "MESSAGE: [text " << kTextNoConnection << "]\n";
+  } else {
+    err << "MESSAGE: " << message << '\n';
   }
+  if (way_out != WayOut::kNoMeterId && way_out != WayOut::kNoImportDir) session.Finish();
+  return ExitStatus(way_out);
 }
 
 }  // namespace
@@ -56,46 +79,21 @@ int RunBatch(const std::vector<std::string>& arguments, const ImportEnvironment&
   for (const auto& argument : arguments) command_line += argument + " ";
 
   PrintedStatus status(err);
-  ImportSession session(environment, &status);
-  const StartOutcome start = session.Start(command_line);
-  PrintNotices(session, err);
-  switch (start) {
-    case StartOutcome::kNoMeterId:
-      ShowMessage(err, kMeterIdRequired);
-      return kBatchNoMeterId;
-    case StartOutcome::kNoImportDir:
-      err << "meterimport-batch: no import folder is known\n";
-      return kBatchNoImportDir;
-    case StartOutcome::kReady:
-      break;
-  }
-  const MeterProfile& profile = session.LoadProfile();
-  const int16_t port = session.shell().context().ComPort;
-  if (!session.PortAvailable(port)) {
-    PrintNotices(session, err);
-    ShowMessage(err, session.PortClosedMessage(port));
-    session.Finish();
-    return kBatchPortUnavailable;
-  }
+  ImportEnvironment printed = environment;
+  printed.log = &err;
+  ImportSession session(printed, &status);
+  std::string message;
+  if (!session.Start(command_line, &message)) return TakeWayOut(session, message, err);
+  session.TellNotices();
+  session.LoadProfile();
+  if (!session.TestPort(&message)) return TakeWayOut(session, message, err);
 
-  TransferOptions options;
-  options.use_ir_key = profile.irKeyVisible && profile.irKeyValue != 0;
-  const ImportResult result = session.Transfer(options);
-  PrintNotices(session, err);
-  if (result.reading.outcome == ReadingOutcome::kNotInstalled) {
-    ShowMessage(err, kReinstallDriver);
-    session.Finish();
-    return kBatchNotInstalled;
+  ImportResult result;
+  if (!session.Transfer(TransferOptions(), result, &message)) {
+    return TakeWayOut(session, message, err);
   }
-  if (result.reading.outcome == ReadingOutcome::kNoConnection) {
-    ShowMessage(err, session.NoConnectionMessage(), kTextNoConnection);
-    session.Finish();
-    return kBatchNoConnection;
-  }
-
-  for (const std::string& line : result.report.Lines()) {
-    err << "meterimport-batch: " << line << '\n';
-  }
+  session.TellNotices();
+  session.TellReport(result.report);
   const ImportPackageResult& package = *result.package;
   for (const RecordCategory category : kRecordCategories) {
     const WriterResult& writer = package.writers[Slot(category)];

@@ -5,14 +5,9 @@
 #include <vector>
 
 #include "app/meterimport-batch/batch.h"
-#include "common/locale_info.h"
 
 int main(int argc, char** argv) {
   std::vector<std::string> arguments(argv + 1, argv + argc);
-  mi::ImportEnvironment environment;
-  std::error_code ec;
-  environment.program_file = std::filesystem::read_symlink("/proc/self/exe", ec);
-  if (ec) environment.program_file = argv[0];
-  environment.decimal_separator = mi::UserDecimalSeparator();
-  return mi::RunBatch(arguments, environment, std::cout, std::cerr);
+  return mi::RunBatch(arguments, mi::ImportEnvironment::OfThisProgram(argv[0]), std::cout,
+                      std::cerr);
 }

@@ -19,7 +19,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/status_link.h"
+#include "shell/status_channel.h"
 #include "status_service.h"
 
 namespace {

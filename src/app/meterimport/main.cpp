@@ -6,13 +6,11 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
-#include "common/locale_info.h"
-#include "host/command_line.h"
 #include "host/frmMain.h"
 #include "host/status_link.h"
+#include "shell/command_line.h"
 #include "ui/event_pump.h"
 #include "ui/window_services.h"
 
@@ -55,14 +53,8 @@ int main(int argc, char** argv) {
   QApplication::setApplicationDisplayName("meterimport");
   mi::ScopedQtEventPump pump;
 
-  mi::ImportEnvironment environment;
-  std::error_code ec;
-  environment.program_file = std::filesystem::read_symlink("/proc/self/exe", ec);
-  if (ec) environment.program_file = argv[0];
-  environment.decimal_separator = mi::UserDecimalSeparator();
-
   mi::DBusStatusLink link;
-  mi::frmMain start_up(environment, mi::DesktopServices(), link);
+  mi::frmMain start_up(mi::ImportEnvironment::OfThisProgram(argv[0]), mi::DesktopServices(), link);
   start_up.Load(command_line);
   if (!start_up.finished()) QApplication::exec();
   return 0;

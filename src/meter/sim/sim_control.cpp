@@ -181,6 +181,11 @@ meterctl_status Connect(meterctl_instance* self, char* driver_key, size_t key_ca
       return Fail(self, error, METERCTL_ERR_NO_DRIVER,
                   "no driver has the key \"" + std::string(key) + "\"");
     }
+    if (!self->memory.AnswersOn(port)) {
+      return Fail(self, error, METERCTL_ERR_FAILED,
+                  "no meter answers on port " + std::to_string(port) + " (the meter memory names " +
+                      std::to_string(*self->memory.port) + ")");
+    }
     self->connected = true;
     self->driver_name = driver->name;
     self->read_kind = 0;

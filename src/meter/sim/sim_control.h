@@ -10,7 +10,8 @@
 //   the registration value "MemoryFile". No file, or one that cannot be read,
 //   gives a control that lists no drivers (creation still succeeds).
 // - Connect succeeds for a driver key listed in "drivers" (compared exactly)
-//   and any port; the connect text is "COM<port>:<driver name>".
+//   on the port the memory names under "port", or on any port when it names
+//   none; the connect text is "COM<port>:<driver name>".
 // - Identification items, reads and records need an open connection.
 // - Read data makes min(records of the kind, wanted count) records available
 //   (0 for a kind the memory does not hold). A failing read leaves the

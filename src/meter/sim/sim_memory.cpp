@@ -203,6 +203,10 @@ SimMemory ParseMeterMemory(std::string_view bytes, std::string* error) {
   }
   memory.ms_per_record =
       std::clamp(Whole<int32_t>(Member(document, "ms_per_record")).value_or(0), 0, kMaxMsPerRecord);
+  if (const std::optional<int16_t> port = Whole<int16_t>(Member(document, "port"));
+      port && *port > 0) {
+    memory.port = port;
+  }
   if (error != nullptr) error->clear();
   return memory;
 }

@@ -17,17 +17,20 @@
 //   objects are passed over.
 // - A set keeps at most 32767 entries (the control's counts are 16-bit), the
 //   driver list too; "ms_per_record" is kept between 0 and 10000.
+// - "port" is a whole number from 1 to 32767; any other value counts as left
+//   out (the meter answers on every port).
 
 #include <array>
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "meter/raw_records.h"
+#include "records/raw_records.h"
 
 namespace mi::sim {
 
@@ -48,6 +51,11 @@ struct SimMemory {
   std::vector<RawPumpRecord> pump;
   std::set<std::string> fail;  // names of the calls that fail
   int ms_per_record = 0;
+  // The port on which the meter answers ("port"); every port when not given.
+  std::optional<int16_t> port;
+
+  // True when the meter answers a connect on `port`.
+  bool AnswersOn(int16_t port_asked) const { return !port || *port == port_asked; }
 
   // True when the call named `name` ("count", "entry", "info", "connect",
   // "disconnect", "record", "pump", "pumprecord") is to fail.

@@ -9,21 +9,15 @@
 
 namespace mi {
 
-enum class SetupDialog { kNone, kComplete, kDM, kGlucotrend };
-
 struct CatalogueEntry {
   int16_t meter_id;
   std::string_view name;         // the default of MeterDesc
   std::string_view family;       // the protocol family; also the driver's display name
   std::string_view module_name;  // the meter's sub-key under ModulesKey
   int16_t read_mode;
-  SetupDialog setup;
 };
 
 std::span<const CatalogueEntry> MeterCatalogue();
 std::optional<CatalogueEntry> FindMeter(int16_t meter_id);
-
-// The setup dialog of a meter family; the comparison is exact.
-SetupDialog SetupDialogForFamily(std::string_view family);
 
 }  // namespace mi

@@ -7,8 +7,8 @@
 
 #include <vector>
 
-#include "host/command_line.h"
-#include "host/host_shell.h"
+#include "shell/command_line.h"
+#include "shell/host_shell.h"
 #include "support/test_hives.h"
 
 namespace mi {
@@ -24,7 +24,7 @@ class HostShellTest : public ::testing::Test {
   // there is no meter number, its Action run.
   HostShell& Start(const std::string& command_line, test::TestHives& settings) {
     shell = std::make_unique<HostShell>(settings.store, settings.dir / "bin/meterimport");
-    if (shell->Load(command_line).proceed) shell->Action(shell->context().MeterID);
+    if (shell->Load(command_line)) shell->Action(shell->context().MeterID);
     return *shell;
   }
   HostShell& Start(const std::string& command_line) { return Start(command_line, hives); }

@@ -1,6 +1,7 @@
 #pragma once
 
-// The state of one run, held by the start-up window for all others.
+// The state of one run, held by the shell for all windows: they read it, and
+// change it only through the shell's operations (HostShell, ImportSession).
 
 #include <cstdint>
 #include <string>
@@ -20,7 +21,6 @@ struct HostContext {
   int32_t ImportSequence = 0;  // the import files' extension
   std::string ModulesKey;      // RegRoot + "\modules\"
   std::string MeterFamily;     // the meter's protocol family
-  int16_t ResultCode = 0;      // 2: no import folder
   bool SetupBusy = false;      // a setup dialog is open
 };
 

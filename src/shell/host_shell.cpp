@@ -1,10 +1,9 @@
-#include "host/host_shell.h"
-
-#include <limits>
+#include "shell/host_shell.h"
 
 #include "common/conversions.h"
+#include "common/error.h"
 #include "common/text_ids.h"
-#include "host/meter_catalogue.h"
+#include "shell/meter_catalogue.h"
 
 namespace mi {
 namespace {
@@ -20,7 +19,7 @@ HostShell::HostShell(SettingsStore& settings, std::filesystem::path program_file
                      StatusChannel* status)
     : settings_(settings), program_file_(std::move(program_file)), status_channel_(status) {}
 
-StartupResult HostShell::Load(std::string_view command_line) {
+bool HostShell::Load(std::string_view command_line, std::string* err) {
   command_line_ = ParseCommandLine(command_line);
   product_key_ = command_line_.product_key;
   reg_root_ = "SOFTWARE\\Kestrelsoft\\" + product_key_;
@@ -43,25 +42,19 @@ StartupResult HostShell::Load(std::string_view command_line) {
   context_.MeterID = command_line_.meter_id;
   if (context_.MeterID == 0) {
     SetFinished(true);
-    return {false, kMeterIdRequired};
+    return Fail(err, kMeterIdRequired);
   }
   context_.HostWindow = command_line_.host_window;
-  return {true, ""};
+  return true;
 }
 
-ActionResult HostShell::Action(int16_t mode) {
-  ActionResult result;
-  if (context_.ImportDir.empty()) {
-    context_.ResultCode = 2;
-    return result;
-  }
+bool HostShell::Action(int16_t mode, std::string* err) {
+  if (context_.ImportDir.empty()) return Fail(err, kNoImportFolder);
   context_.AppPath = EnsureTrailingSlash(context_.AppPath);
   context_.ImportDir = EnsureTrailingSlash(context_.ImportDir);
   context_.ExportFile = context_.ImportDir + "export.txt";
   context_.ReadMode = 12;
   context_.MeterID = mode;
-  result.open_wizard = true;
-  if (int{mode} + 100 <= std::numeric_limits<int16_t>::max()) result.picture = int{mode} + 100;
 
   if (auto entry = FindMeter(mode)) {
     context_.MeterDesc = std::string(entry->name);
@@ -84,7 +77,7 @@ ActionResult HostShell::Action(int16_t mode) {
 
   title_ = Text(kTextImportTitle, context_.MeterDesc);
   SetStatus(title_);
-  return result;
+  return true;
 }
 
 void HostShell::SetFinished(bool finished) {

@@ -1,4 +1,4 @@
-#include "host/command_line.h"
+#include "shell/command_line.h"
 
 #include "common/conversions.h"
 #include "common/settings_store.h"

@@ -10,6 +10,14 @@
 
 namespace mi {
 
+// The host's end of the link on the session bus: the name it owns, the
+// object and interface of its status service, and the method that takes
+// one command.
+inline constexpr const char* kStatusBusName = "Orvantix.DDEImpStatus";
+inline constexpr const char* kStatusObjectPath = "/DDEImpStatus";
+inline constexpr const char* kStatusInterface = "Orvantix.DDEImpStatus";
+inline constexpr const char* kStatusMethod = "Execute";
+
 class StatusChannel {
  public:
   virtual ~StatusChannel() = default;

@@ -14,25 +14,14 @@
 
 #include "common/language.h"
 #include "common/settings_store.h"
-#include "host/command_line.h"
-#include "host/host_context.h"
-#include "host/status_channel.h"
+#include "shell/command_line.h"
+#include "shell/host_context.h"
+#include "shell/status_channel.h"
 
 namespace mi {
 
 inline constexpr const char* kMeterIdRequired = "MeterID required !";
-
-struct StartupResult {
-  // False: there is no meter number; `message` is to be shown and the module
-  // ends (iFinished true).
-  bool proceed = false;
-  std::string message;
-};
-
-struct ActionResult {
-  bool open_wizard = false;    // false when there is no import folder
-  std::optional<int> picture;  // the meter picture's number (MeterID + 100)
-};
+inline constexpr const char* kNoImportFolder = "no import folder is known";
 
 class HostShell {
  public:
@@ -43,12 +32,15 @@ class HostShell {
 
   // The load of the start-up window: splits the command line, derives the
   // settings paths, creates the language module, finds the import folder and
-  // reads the meter number. Does not call Action.
-  StartupResult Load(std::string_view command_line);
+  // reads the meter number. Does not call Action. Fails when there is no
+  // meter number (*err: "MeterID required !"); the module then ends
+  // (iFinished true).
+  bool Load(std::string_view command_line, std::string* err = nullptr);
 
   // Picks the meter by `mode` (the MeterID): names, family, read mode, the
   // description from "Desc", the remembered port from "COM", and the title.
-  ActionResult Action(int16_t mode);
+  // Fails when there is no import folder (*err says so); no wizard opens.
+  bool Action(int16_t mode, std::string* err = nullptr);
 
   // iFinished: stores the port in use as the meter's "COM" value; true also
   // marks the module as finished (the windows then close and the process ends).
@@ -59,8 +51,15 @@ class HostShell {
   void SetStatus(std::string caption);
   const std::string& status() const { return status_; }
 
-  HostContext& context() { return context_; }
+  // The host context changes only through the shell: the port in use, the
+  // setup dialog that is open, the identification of the meter read last.
   const HostContext& context() const { return context_; }
+  void SetComPort(int16_t port) { context_.ComPort = port; }
+  void SetSetupBusy(bool busy) { context_.SetupBusy = busy; }
+  void SetMeterIdentification(std::string item3) { meter_identification_ = std::move(item3); }
+  // Identification item 3 of the meter read last, handed over by the transfer.
+  const std::string& meter_identification() const { return meter_identification_; }
+
   const CommandLine& command_line() const { return command_line_; }
   const std::string& ProductKey() const { return product_key_; }
   const std::string& RegRoot() const { return reg_root_; }
@@ -74,11 +73,7 @@ class HostShell {
   // A text of the language module, or "" when there is none.
   std::string Text(int32_t id, std::optional<std::string_view> argument = std::nullopt) const;
   const std::string& title() const { return title_; }
-  SettingsStore& settings() { return settings_; }
   const std::filesystem::path& program_file() const { return program_file_; }
-
-  // Identification item 3 of the meter read last, handed over by the transfer.
-  std::string meter_identification;
 
  private:
   SettingsStore& settings_;
@@ -93,6 +88,7 @@ class HostShell {
   std::string language_name_;
   std::string status_;
   std::string title_;
+  std::string meter_identification_;
   bool finished_ = false;
 };
 

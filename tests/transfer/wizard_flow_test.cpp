@@ -1,0 +1,267 @@
+// The wizard's flow without its window: every step, every way back and the
+// finish, with the simulated meter. The window that shows it: tests/wizard.
+
+#include "transfer/wizard_flow.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+#include "meter/plugin_control.h"
+#include "support/sample_memory.h"
+#include "support/scoped_env.h"
+#include "support/test_hives.h"
+
+namespace mi {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kRoot = "SOFTWARE\\Kestrelsoft\\Diary";
+constexpr const char* kMeterKey =
+    "SOFTWARE\\Kestrelsoft\\Diary\\modules\\Accutrend sensor complete";
+
+// The screens by name, in the order of WizardScreen.
+constexpr const char* kScreenNames[] = {"intro",    "port",    "switch-on", "reading",
+                                        "transfer", "writing", "result"};
+
+// The window's double: records what it is told.
+class RecordingView : public WizardView {
+ public:
+  std::string screens;                                    // "intro port ..."
+  std::vector<std::pair<std::string, MessageIcon>> said;  // the message boxes
+  std::vector<int16_t> ports;                             // the list as last shown
+  std::optional<size_t> checked;
+  WizardOptions options;
+  int finished = 0;
+  ImportProgress progress;
+
+  void Show(WizardScreen screen) override {
+    screens += (screens.empty() ? "" : " ") + std::string(kScreenNames[static_cast<int>(screen)]);
+  }
+  void ShowPorts(const PortChoice& list) override {
+    ports = list.ports();
+    checked = list.checked();
+  }
+  void ShowOptions(const WizardOptions& shown) override { options = shown; }
+  void Say(const std::string& text, MessageIcon icon) override { said.emplace_back(text, icon); }
+  int32_t ProgressWindow() override { return 7; }
+  ImportProgress& WritingProgress() override { return progress; }
+  void Finish() override { ++finished; }
+
+  // The screens shown since the last call.
+  std::string Trail() { return std::exchange(screens, ""); }
+  std::string LastSaid() const { return said.empty() ? "" : said.back().first; }
+};
+
+class WizardFlowTest : public ::testing::Test {
+ protected:
+  WizardFlowTest() {
+    fs::create_directories(hives.dir / "import");
+    fs::create_directories(hives.dir / "dev");
+    hives.SetMachineText(kRoot, "LanguageDLL", "English");
+    hives.SetMachineText(kRoot, "ImportDir", (hives.dir / "import").string());
+    hives.SetMachineText(kMeterKey, "TestPorts", "0");
+    hives.SetMachineText(kMeterKey, "LabData_Available", "-1");
+    environment.program_file = hives.dir / "bin/meterimport";
+    environment.hives = hives.paths;
+    environment.serial.dev = hives.dir / "dev";  // no serial devices at all
+    environment.serial.lock_dirs = {};
+    environment.log = &log;
+    Register(R"({"port": 4})");
+  }
+
+  // The simulated control with the Sensor Complete's sample memory and these
+  // fields changed.
+  void Register(const std::string& changes) {
+    nlohmann::json memory = nlohmann::json::parse(
+        test::ReadFile(test::SampleMemory(hives.dir.path(), "accu-chek-sensor-complete.json")));
+    memory.merge_patch(nlohmann::json::parse(changes));
+    test::WriteFile(hives.dir / "memory.json", memory.dump());
+    hives.SetMachineText(kMeterControlServerKey, "",
+                         METERIMPORT_BINARY_DIR "/lib/libmeterctl-sim.so");
+    hives.SetMachineText(kMeterControlServerKey, "MemoryFile",
+                         (hives.dir / "memory.json").string());
+  }
+
+  // The wizard of the host's command line `command_line`, started.
+  WizardFlow& Start(const std::string& command_line) {
+    view = RecordingView();
+    session = std::make_unique<ImportSession>(environment);
+    EXPECT_TRUE(session->Start(command_line));
+    flow = std::make_unique<WizardFlow>(*session, view);
+    flow->Go();
+    return *flow;
+  }
+  void Next(int presses = 1) {
+    for (int i = 0; i < presses; ++i) flow->Next();
+  }
+  // Checks the entry of `port` in the list.
+  void CheckPort(int16_t port) {
+    const auto entry = std::find(view.ports.begin(), view.ports.end(), port);
+    ASSERT_NE(entry, view.ports.end()) << port;
+    flow->CheckPort(static_cast<size_t>(entry - view.ports.begin()));
+  }
+
+  test::TestHives hives;
+  const test::ScopedEnv languages{"METERIMPORT_LANGUAGE_PATH",
+                                  METERIMPORT_SOURCE_DIR "/data/languages"};
+  const test::ScopedEnv no_override{"METERIMPORT_SIM_MEMORY", nullptr};
+  std::ostringstream log;
+  ImportEnvironment environment;
+  RecordingView view;
+  std::unique_ptr<ImportSession> session;
+  std::unique_ptr<WizardFlow> flow;
+};
+
+// From the introduction to the finish: each step shows its screen, the port
+// checked (not the one remembered) is the one read, the sixth press finishes.
+TEST_F(WizardFlowTest, EveryStepToTheFinishReadsOnThePortChecked) {
+  hives.SetUserText(kMeterKey, "COM", "2");
+  Start("Diary 17 0 13");
+  EXPECT_EQ(view.Trail(), "intro");
+  EXPECT_EQ(view.ports.size(), 16u);  // no port test: 1 to 16
+  EXPECT_EQ(view.checked, 1u);        // COM:2, the remembered one
+  Next();
+  EXPECT_EQ(std::pair(view.Trail(), flow->step()), std::pair(std::string("port"), int16_t{1}));
+  CheckPort(4);
+  EXPECT_EQ(view.checked, 3u);
+  Next();
+  EXPECT_EQ(std::pair(view.Trail(), flow->step()), std::pair(std::string("switch-on"), int16_t{2}));
+  EXPECT_EQ(session->port(), 4);
+  Next();
+  EXPECT_EQ(view.Trail(), "reading transfer writing result");
+  EXPECT_EQ(flow->step(), 4);
+  EXPECT_TRUE(view.said.empty()) << view.LastSaid();
+  ASSERT_NE(flow->last_result(), nullptr);
+  EXPECT_EQ(flow->last_result()->reading.connect_text, "COM4:Accu-Chek Complete");
+  EXPECT_NE(log.str().find("meterimport: GLUCOSE: 292 raw entries read"), std::string::npos);
+  Next();
+  EXPECT_EQ(std::tuple(view.Trail(), flow->step(), view.finished),
+            std::tuple(std::string(), int16_t{5}, 0));
+  Next();
+  EXPECT_EQ(view.finished, 1);
+}
+
+// What the result screen shows: the arrays' highest indexes of the categories
+// the profile imports, the meter and its serial number, and a loss.
+TEST_F(WizardFlowTest, TheResultAndItsLoss) {
+  Register(R"({"port": null, "fail": ["read:6"]})");
+  Start("Diary 17 1 13");
+  Next(3);
+  const WizardResult result = flow->Result();
+  EXPECT_EQ(result.shown, (std::array<bool, 5>{true, false, false, false, true}));
+  EXPECT_EQ(result.figures[0], 232);
+  EXPECT_EQ(result.meter, "Accu-Chek Sensor Complete (SC36710615)");
+  EXPECT_TRUE(result.lost);
+  EXPECT_EQ(flow->LossDetails(),
+            "What could not be imported:\n\nLAB lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} "
+            "method 35 (read data) failed: simulated failure: the meter memory lists \"read:6\" "
+            "under \"fail\" (status 1, error 1) (record kind 6)");
+}
+
+// A driver that is not installed and a meter that does not answer start the
+// wizard again at the introduction; the next Next lists the ports again.
+TEST_F(WizardFlowTest, AReadingThatCannotBeMadeStartsAgainAtTheIntroduction) {
+  const std::tuple<const char*, std::string, MessageIcon> cases[] = {
+      {R"({"drivers": []})", "Please install meter driver again !", MessageIcon::kNone},
+      {R"({"port": 4})", "No connection to the meter could be made.", MessageIcon::kStop},
+  };
+  for (const auto& [changes, message, icon] : cases) {
+    Register(changes);
+    Start("Diary 17 1 13");
+    Next(3);
+    EXPECT_EQ(view.Trail(), "intro port switch-on reading intro") << message;
+    EXPECT_EQ(flow->step(), 0);
+    ASSERT_EQ(view.said.size(), 1u) << message;
+    EXPECT_EQ(view.said[0].first.substr(0, message.size()), message);
+    EXPECT_EQ(view.said[0].second, icon);
+    EXPECT_TRUE(fs::is_empty(hives.dir / "import"));
+    view.ports.clear();
+    Next();
+    EXPECT_EQ(std::pair(flow->step(), view.ports.size()), std::pair(int16_t{1}, size_t{16}));
+  }
+}
+
+// With the port test on: no port keeps the wizard on the introduction, no
+// port checked or a port that cannot be opened on the port page.
+TEST_F(WizardFlowTest, ThePortStepKeepsTheWizardOnItsPage) {
+  hives.SetMachineText(kMeterKey, "TestPorts", "1");
+  Start("Diary 17 0 13");
+  Next();
+  EXPECT_EQ(flow->step(), 0);
+  EXPECT_EQ(view.said.size(), 2u);  // on start and on Next
+  EXPECT_EQ(view.said.back().first.substr(0, 42), "No serial port was found on this computer.");
+
+  const fs::path device = hives.dir / "dev/fake-port";  // COM2, the only port
+  test::WriteFile(device, "");
+  hives.SetMachineText(kSerialCommKey, device.string(), "COM2");
+  Next();
+  ASSERT_EQ(view.ports, std::vector<int16_t>{2});
+  EXPECT_EQ(view.checked, 0u);  // the only one: checked
+  flow->CheckPort(1);           // past the end: nothing checked
+  EXPECT_EQ(view.checked, std::nullopt);
+  Next();
+  EXPECT_EQ(
+      view.said.back(),
+      std::pair(std::string("Please choose the port to which the meter's cable is connected."),
+                MessageIcon::kInformation));
+  EXPECT_EQ(flow->step(), 1);
+  flow->CheckPort(0);
+  fs::remove(device);  // the port vanishes between the list and the reading
+  Next();
+  EXPECT_EQ(view.said.back().second, MessageIcon::kStop);
+  EXPECT_NE(view.said.back().first.find("COM:2 ---> "), std::string::npos);
+  EXPECT_EQ(flow->step(), 1);
+  EXPECT_EQ(view.Trail(), "intro port");
+}
+
+// Cancel finishes at every step, once per press, and sets the flag that the
+// serial receive loops watch.
+TEST_F(WizardFlowTest, CancelFinishesAtEveryStep) {
+  for (int presses = 0; presses <= 4; ++presses) {
+    Start("Diary 17 4 13");
+    Next(presses);
+    flow->Cancel();
+    flow->Cancel();
+    EXPECT_EQ(std::pair(view.finished, flow->bCancel()), std::pair(2, int16_t{-1})) << presses;
+  }
+}
+
+// The infrared key is offered for the Accu-Chek Sensor when its driver is
+// installed, ticked as stored, and stored when the wizard unloads; without
+// the box nothing is stored. Help and the USB information only when
+// installed.
+TEST_F(WizardFlowTest, WhatTheProfileAndTheInstallationOffer) {
+  const std::string sensor = std::string(kRoot) + "\\modules\\Accutrend sensor";
+  hives.SetMachineText(kIrKeyDriverKey, "driver", "irkey.sys");
+  hives.SetUserText(sensor, "UseIRKey", "1");
+  Start("Diary 17 1 12");
+  EXPECT_TRUE(view.options.ir_key && view.options.ir_key_chosen);
+  EXPECT_EQ(view.options.ir_key_caption, "Use the Accu-Chek IR Key (infrared)");
+  EXPECT_FALSE(view.options.setup || view.options.setup_frame || view.options.help ||
+               view.options.usb_info);
+  flow->ChooseIrKey(false);
+  flow->Unload();
+  EXPECT_EQ(hives.store.ReadUser(sensor, "UseIRKey", ""), "0");
+
+  hives.machine_writer.DeleteValue(kIrKeyDriverKey, "driver");
+  hives.user_writer.DeleteValue(sensor, "UseIRKey");
+  test::WriteFile(hives.dir / "bin/meterimport.html", "<html></html>");
+  hives.SetMachineText(kMeterKey, "Configure_Meter", "-1");
+  hives.SetMachineText(kMeterKey, "USBSerial", "yes");
+  hives.SetMachineText(kMeterKey, "USBDriver", "FTDI VCP");
+  Start("Diary 17 1 13");
+  EXPECT_FALSE(view.options.ir_key);
+  EXPECT_TRUE(view.options.setup && view.options.setup_frame && view.options.help &&
+              view.options.usb_info);
+  EXPECT_EQ(flow->HelpPage(), hives.dir / "bin/meterimport.html");
+  EXPECT_NE(flow->UsbInfo().value_or("").find("\"FTDI VCP\""), std::string::npos);
+  flow->Unload();
+  EXPECT_EQ(hives.store.ReadUser(kMeterKey, "UseIRKey", "(none)"), "(none)");
+}
+
+}  // namespace
+}  // namespace mi
