@@ -92,9 +92,9 @@ wait_for '[[ -s $work/display ]]' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb 
 DISPLAY=:$(head -1 "$work/display")
 export DISPLAY
 
-xmessage -geometry 900x600+0+0 -name diary "The diary" 2>/dev/null &
-wait_for 'host=$(xdotool search --name "^diary$" 2>/dev/null | head -1); [[ -n $host ]]' 50 \
-  || fail "no host window"
+xmessage -geometry 900x600+0+0 -name diary "The diary" 2>"$work/host.err" &
+wait_for 'host=$(xdotool search --name "^diary$" 2>/dev/null | head -1); [[ -n $host ]]' 200 \
+  || fail "no host window: $(cat "$work/host.err")"
 "$build/bin/meterimport" Demo 7 1 13 "$host" 2>"$work/module.err" &
 module=$!
 wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 200 \
