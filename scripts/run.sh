@@ -25,7 +25,7 @@ usage() {
 }
 refuse() {
   echo "$me: $*" >&2
-  echo "$me: nothing was changed; give a new or empty folder." >&2
+  echo "$me: nothing was changed. Give a new or empty folder (or empty this one yourself)." >&2
   exit 2
 }
 # within A B: A is B or lies below it.
@@ -65,11 +65,9 @@ if [[ -d $demo && ! -f $marker && -n $(ls -A -- "$demo") ]]; then
 fi
 pictures=(1-introduction.png 2-port.png 3-switch-on.png 4-transfer.png 5-result.png)
 if [[ -n $shots && -d $shots ]]; then
-  for entry in "$shots"/* "$shots"/.[!.]*; do
-    [[ -e $entry || -L $entry ]] || continue
-    name=${entry##*/}
+  while IFS= read -r name; do
     [[ " ${pictures[*]} " == *" $name "* ]] || refuse "$shots holds files that $me does not write"
-  done
+  done < <(ls -A -- "$shots")
 fi
 
 "$root/scripts/install-deps.sh" ${shots:+--screenshots}

@@ -16,9 +16,12 @@ wait_for() {
 }
 
 # Starts an X server on a display that it picks itself (no race with another
-# server starting at the same time) and points DISPLAY at it.
+# server starting at the same time), points DISPLAY at it and waits until it
+# answers a client (it names the display once it listens, which can be
+# before it serves). It does not reset when its last client leaves.
 start_display() {
-  Xvfb -displayfd 5 -screen 0 1280x900x24 -nolisten tcp 5>"$work/display" 2>"$work/xvfb.log" &
+  Xvfb -displayfd 5 -screen 0 1280x900x24 -nolisten tcp -noreset 5>"$work/display" \
+    2>"$work/xvfb.log" &
   if ! wait_for '[[ -s $work/display ]]' 100; then
     cat "$work/xvfb.log" >&2
     echo "Xvfb did not start" >&2
@@ -26,6 +29,11 @@ start_display() {
   fi
   DISPLAY=:$(head -n 1 "$work/display")
   export DISPLAY
+  if ! wait_for 'xdpyinfo >/dev/null 2>&1' 100; then
+    cat "$work/xvfb.log" >&2
+    echo "Xvfb serves no client" >&2
+    return 1
+  fi
 }
 
 # start_wizard PRODUCTKEY SEQUENCE PORT METERID: the module as the diary

@@ -54,6 +54,12 @@ module_ends() {
   ((status == 0)) || fail "meterimport ended with $status $1"
 }
 
+# The key that ends the module: the module may end, and its window with it,
+# between the key's press and its release, so that sending the release fails.
+last_key() {
+  xdotool key --window "$wizard" "$1" 2>/dev/null || true
+}
+
 # Gives the wizard the keyboard focus. Qt may replace its first native window
 # while it embeds it, so the window is looked up again on every try, until
 # the one found is the one that has the focus.
@@ -79,18 +85,20 @@ wait_for '[[ -s $work/bus.address ]]' 100 || fail "the session bus did not start
 DBUS_SESSION_BUS_ADDRESS=$(head -1 "$work/bus.address")
 export DBUS_SESSION_BUS_ADDRESS
 "$build/bin/meterimport-status-monitor" > "$work/status.txt" &
-wait_for 'dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.NameHasOwner string:Orvantix.DDEImpStatus 2>/dev/null | grep -q true' 50 \
+wait_for 'dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.NameHasOwner string:Orvantix.DDEImpStatus 2>/dev/null | grep -q true' 100 \
   || fail "the status monitor did not come up"
 export XDG_RUNTIME_DIR="$work/runtime"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 
 # An X server of our own on a display it picks itself (no race with another
-# server starting at the same time); it writes the number once it accepts
-# clients.
-Xvfb -displayfd 5 -screen 0 1024x768x24 -nolisten tcp 5>"$work/display" 2>"$work/xvfb.log" &
+# server starting at the same time). It writes the number once it listens,
+# which can be before it serves clients; so the test waits for a client's
+# first answer. It does not reset when its last client leaves.
+Xvfb -displayfd 5 -screen 0 1024x768x24 -nolisten tcp -noreset 5>"$work/display" 2>"$work/xvfb.log" &
 wait_for '[[ -s $work/display ]]' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb did not start"; }
 DISPLAY=:$(head -1 "$work/display")
 export DISPLAY
+wait_for 'xdpyinfo >/dev/null 2>&1' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb serves no client"; }
 
 xmessage -geometry 900x600+0+0 -name diary "The diary" 2>"$work/host.err" &
 wait_for 'host=$(xdotool search --name "^diary$" 2>/dev/null | head -1); [[ -n $host ]]' 200 \
@@ -114,7 +122,7 @@ wait_for 'grep -q "^meterimport: LAB:" "$work/module.err"' 300 \
   || fail "the import did not end: $(cat "$work/module.err")"
 [[ $(ls "$demo/import" | wc -l) -eq 5 ]] || fail "not five import files"
 xdotool key --window "$wizard" Return
-xdotool key --window "$wizard" Return
+last_key Return
 module_ends "after the import"
 
 # Escape at the first screen ends the module; an unknown handle leaves the
@@ -124,7 +132,7 @@ module=$!
 wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 200 \
   || fail "no wizard window for an unknown host window"
 focus_wizard
-xdotool key --window "$wizard" Escape
+last_key Escape
 module_ends "after Escape"
 
 # What the host heard in the whole run: exactly one status, the meter's (the
