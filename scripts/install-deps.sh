@@ -3,12 +3,16 @@
 # need, and only those that are missing. Safe to run again.
 #   scripts/install-deps.sh            build and test packages
 #   scripts/install-deps.sh --fuzz     also clang and libFuzzer
-#   scripts/install-deps.sh --screenshots   also ImageMagick (scripts/screenshots.sh)
+#   scripts/install-deps.sh --screenshots   also ImageMagick (scripts/screenshots.sh,
+#                                           scripts/run.sh --screenshots)
 #   scripts/install-deps.sh --bench    also the sqlite3 shell (the hive benchmarks)
 #   scripts/install-deps.sh --package       also what makes and checks the .deb
 #                                           (scripts/package.sh)
 #   scripts/install-deps.sh --install-test  also debootstrap (tests/package/install_test.sh)
 #   scripts/install-deps.sh --lint     also clang-tidy and cppcheck (scripts/lint.sh)
+# As root it runs apt-get itself, otherwise through sudo. Without sudo (or
+# when apt-get fails) it names the packages and the command for root, and
+# ends with status 3.
 set -euo pipefail
 
 packages=(
@@ -40,11 +44,21 @@ for package in "${packages[@]}"; do
 done
 ((${#missing[@]} == 0)) && exit 0
 
-echo "Installing: ${missing[*]}" >&2
+# Says what root has to run and ends with status 3.
+needs_root() {
+  echo "scripts/install-deps.sh: these Debian packages are missing: ${missing[*]}" >&2
+  echo "$1 Install them as root, then run this again:" >&2
+  echo "  apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
+  exit 3
+}
+
 sudo=()
 if [[ $(id -u) -ne 0 ]]; then
+  command -v sudo >/dev/null || needs_root "There is no sudo here."
   sudo=(sudo)
 fi
+echo "Installing: ${missing[*]}" >&2
 export DEBIAN_FRONTEND=noninteractive
-"${sudo[@]}" apt-get update -qq
-"${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+"${sudo[@]}" apt-get update -qq || needs_root "apt-get update failed."
+"${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" ||
+  needs_root "apt-get install failed."

@@ -1,53 +1,46 @@
 #!/usr/bin/env bash
-# Makes the screenshots of the module's windows shown in the README: every
-# screen of the wizard, in English and in German, under Xvfb, from the real
-# program on a demo installation with the simulated meter.
-#   scripts/screenshots.sh [OUTPUT_FOLDER]     default: docs/screenshots
+# Makes the pictures of the module's windows that the README shows: every
+# screen of the wizard and every tab of the three setup dialogs, in English
+# and in German, from the real program on a demo installation with the
+# simulated meter, on a virtual display of its own.
+#   scripts/screenshots.sh FOLDER     e.g. docs/screenshots (the README's)
+# It writes only its pictures (English-*.png, Deutsch-*.png) into FOLDER,
+# replacing those of an earlier run; its demo installations lie in a
+# temporary folder that it removes.
 set -euo pipefail
-if [[ ${1:-} != --under-x ]]; then
-  root=$(cd "$(dirname "$0")/.." && pwd)
-  out=$(realpath -m "${1:-$root/docs/screenshots}")
-  build="$root/build"
-  "$root/scripts/install-deps.sh" --screenshots
-  cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-  cmake --build "$build" --target meterimport meterimport-settings meterctl-sim >/dev/null
-  mkdir -p "$out"
-  export root build out
-  exec xvfb-run -a -s "-screen 0 1280x900x24" "$0" --under-x
+if [[ $# -ne 1 || -z $1 || $1 == -* ]]; then
+  echo "Usage: scripts/screenshots.sh FOLDER   (e.g. docs/screenshots)" >&2
+  exit 2
 fi
+root=$(cd "$(dirname "$0")/.." && pwd)
+out=$(realpath -m -- "$1")
+build="$root/build"
 
-# ---- Inside the virtual display ----
+"$root/scripts/install-deps.sh" --screenshots
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build "$build" --target meterimport meterimport-settings meterctl-sim >/dev/null
+mkdir -p -- "$out"
+
 work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+cleanup() {
+  local pids
+  pids=$(jobs -p)
+  if [[ -n $pids ]]; then
+    kill $pids 2>/dev/null || true
+    wait $pids 2>/dev/null || true
+  fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+source "$root/scripts/wizard-driver.sh"
+settings() { "$build/bin/meterimport-settings" set "$@"; }
+
 export XDG_RUNTIME_DIR="$work/runtime"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 unset DBUS_SESSION_BUS_ADDRESS  # no host to tell: the link stays closed
-
-wait_for() {
-  local tries=$2
-  until eval "$1"; do
-    tries=$((tries - 1))
-    ((tries > 0)) || return 1
-    sleep 0.1
-  done
-}
-wizard=""
-start() {  # start SEQUENCE [METERID]: the module on the demo installation, its window found
-  "$build/bin/meterimport" Demo "$1" 1 "${2:-13}" 0 2>/dev/null &
-  module=$!
-  wizard=""
-  wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -1); [[ -n $wizard ]]' 100
-  xdotool windowfocus --sync "$wizard"
-  sleep 0.6
-}
-shot() {  # shot NAME: the wizard's window as it is now
-  import -window "$wizard" "$out/$language-$1.png"
-  echo "$out/$language-$1.png"
-}
-key() {
-  xdotool key --window "$wizard" "$1" 2>/dev/null || true
-  sleep "${2:-0.6}"
-}
+start_display
 
 for language in English Deutsch; do
   demo="$work/demo-$language"
@@ -56,32 +49,31 @@ for language in English Deutsch; do
   sed 's/"ms_per_record": [0-9]*/"ms_per_record": 12/' \
     "$root/data/meters/accu-chek-sensor-complete.json" > "$memory"
   source "$root/scripts/demo-installation.sh" > /dev/null
-  "$build/bin/meterimport-settings" set \
-    'HKLM\SOFTWARE\Kestrelsoft\Demo\modules\Accutrend sensor complete' USBSerial yes
-  "$build/bin/meterimport-settings" set \
-    'HKLM\SOFTWARE\Kestrelsoft\Demo\modules\Accutrend sensor complete' USBDriver "FTDI VCP"
-  cp "$root"/data/help/*.html "$build/bin/" 2>/dev/null || true
+  settings 'HKLM\SOFTWARE\Kestrelsoft\Demo\modules\Accutrend sensor complete' USBSerial yes
+  settings 'HKLM\SOFTWARE\Kestrelsoft\Demo\modules\Accutrend sensor complete' USBDriver "FTDI VCP"
 
-  start 1
-  shot 1-introduction
-  key Return; shot 2-port
-  key Return; shot 3-switch-on
-  key Return 1.5; shot 4-transfer
-  wait_for '[[ $(ls "$demo/import" | wc -l) -eq 5 ]]' 300
-  sleep 1; shot 5-result
+  start_wizard Demo 1 1 13
+  shot "$out/$language-1-introduction.png"
+  key Return; shot "$out/$language-2-port.png"
+  key Return; shot "$out/$language-3-switch-on.png"
+  key Return 1.5; shot "$out/$language-4-transfer.png"
+  wait_result
+  shot "$out/$language-5-result.png"
   key Escape 0.5
-  wait "$module" || true
+  wizard_ends
 
   # A meter whose laboratory read fails: the result says so.
   sed 's/"fail": \[\]/"fail": ["read:6"]/; s/"ms_per_record": [0-9]*/"ms_per_record": 0/' \
     "$root/data/meters/accu-chek-sensor-complete.json" > "$memory"
-  start 2
-  key Return; key Return; key Return 2
-  shot 6-result-with-loss
+  start_wizard Demo 2 1 13
+  key Return; key Return; key Return
+  wait_result
+  shot "$out/$language-6-result-with-loss.png"
   key Escape 0.5
-  wait "$module" || true
+  wizard_ends
 
-  # The setup dialogs of the three meters that have one, every tab.
+  # The setup dialogs of the three meters that have one, every tab. No port
+  # test: the pictures do not depend on the machine's serial ports.
   setup_key=$([[ $language == Deutsch ]] && echo alt+e || echo alt+s)
   for id in 13 11 16; do
     case $id in
@@ -89,16 +81,16 @@ for language in English Deutsch; do
       11) name="Accutrend DM" tabs=4 ;;
       16) name="Glucotrend Premium" tabs=4 ;;
     esac
-    "$build/bin/meterimport-settings" set \
-      "HKLM\\SOFTWARE\\Kestrelsoft\\Demo\\modules\\$name" Configure_Meter -1
-    start 3 "$id"
+    settings "HKLM\\SOFTWARE\\Kestrelsoft\\Demo\\modules\\$name" Configure_Meter -1
+    settings "HKLM\\SOFTWARE\\Kestrelsoft\\Demo\\modules\\$name" TestPorts 0
+    start_wizard Demo 3 1 "$id"
     key "$setup_key" 1
     for tab in $(seq "$tabs"); do
-      shot "setup-$id-tab$tab"
+      shot "$out/$language-setup-$id-tab$tab.png"
       key ctrl+Tab
     done
     key Escape 0.5  # closes the dialog
     key Escape 0.5  # ends the module
-    wait "$module" || true
+    wizard_ends
   done
 done

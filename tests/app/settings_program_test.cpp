@@ -12,6 +12,7 @@
 
 #include "common/hive.h"
 #include "common/settings_store.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 namespace mi {
@@ -25,35 +26,38 @@ TEST(SettingsProgram, ExitStatuses) {
                   "REGEDIT4\n\n[HKCU\\Software\\M]\n\"COM\"=\"9\"\n\"x\"=dword:zz\n");
   test::WriteFile(dir / "blocked", "a file, not a folder");
   ASSERT_EQ(::mkfifo((dir / "fifo.hive").c_str(), 0600), 0);
-  // Each step is a shell command in `dir`; $P is the program.
+  // Each step is a shell command in `dir`; "$P" is the program. The paths
+  // reach the shell through the environment, so that no blank or quote in
+  // them is read as shell syntax.
   const struct {
     const char* command;
     int status;
     const char* out;  // exactly
     const char* err;  // a part of it
   } steps[] = {
-      {"$P", 2, "", "Usage:"},
-      {"$P get 'HKCU\\Software\\M' COM", 1, "", ""},
-      {"$P set 'HKCU\\Software\\M' COM 5", 0, "", ""},
-      {"$P get 'HKCU\\Software\\M' COM", 0, "5\n", ""},
-      {"$P delete 'HKCU\\Software\\Nothing'", 3, "",
+      {"\"$P\"", 2, "", "Usage:"},
+      {"\"$P\" get 'HKCU\\Software\\M' COM", 1, "", ""},
+      {"\"$P\" set 'HKCU\\Software\\M' COM 5", 0, "", ""},
+      {"\"$P\" get 'HKCU\\Software\\M' COM", 0, "5\n", ""},
+      {"\"$P\" delete 'HKCU\\Software\\Nothing'", 3, "",
        "meterimport-settings: no such key: HKEY_CURRENT_USER\\Software\\Nothing\n"},
-      {"$P import missing.reg", 4, "", "missing.reg"},
-      {"$P export 'HKCU\\Software\\M' no/such/x.reg", 4, "", "cannot write"},
-      {"$P import bad.reg", 5, "", "bad.reg:5:"},
-      {"$P get 'HKCU\\Software\\M' COM", 0, "5\n", ""},  // nothing of bad.reg was taken
-      {"METERIMPORT_USER_HIVE=blocked/u.hive $P set 'HKCU\\Software\\M' COM 5", 6, "",
+      {"\"$P\" import missing.reg", 4, "", "missing.reg"},
+      {"\"$P\" export 'HKCU\\Software\\M' no/such/x.reg", 4, "", "cannot write"},
+      {"\"$P\" import bad.reg", 5, "", "bad.reg:5:"},
+      {"\"$P\" get 'HKCU\\Software\\M' COM", 0, "5\n", ""},  // nothing of bad.reg was taken
+      {"METERIMPORT_USER_HIVE=blocked/u.hive \"$P\" set 'HKCU\\Software\\M' COM 5", 6, "",
        "cannot write"},
       // Never waits on a FIFO (the test's time-out would end it).
-      {"METERIMPORT_USER_HIVE=fifo.hive $P get 'HKCU\\Software\\M' COM", 7, "",
+      {"METERIMPORT_USER_HIVE=fifo.hive \"$P\" get 'HKCU\\Software\\M' COM", 7, "",
        "cannot read HKEY_CURRENT_USER\\Software\\M: the hive fifo.hive is a FIFO"},
   };
+  const test::ScopedEnv program("P", METERIMPORT_BINARY_DIR "/bin/meterimport-settings");
+  const test::ScopedEnv folder("DIR", dir.path().c_str());
   for (const auto& step : steps) {
-    const std::string command = "cd '" + dir.path().string() +
-                                "' && export METERIMPORT_MACHINE_HIVE=machine.hive "
-                                "METERIMPORT_USER_HIVE=config/meterimport/user.hive "
-                                "P='" METERIMPORT_BINARY_DIR "/bin/meterimport-settings' && " +
-                                step.command + " >out.txt 2>err.txt";
+    const std::string command =
+        "cd \"$DIR\" && export METERIMPORT_MACHINE_HIVE=machine.hive "
+        "METERIMPORT_USER_HIVE=config/meterimport/user.hive && " +
+        std::string(step.command) + " >out.txt 2>err.txt";
     const int raw = std::system(command.c_str());
     const std::string err = test::ReadFile(dir / "err.txt");
     EXPECT_EQ(raw != -1 && WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, step.status)
@@ -68,10 +72,11 @@ TEST(SettingsProgram, ExitStatuses) {
 // its output in `out`.
 int RunTool(const HivePaths& paths, const std::string& args, std::string& out) {
   const test::TempDir scratch;
-  const std::string command = "METERIMPORT_MACHINE_HIVE='" + paths.machine.string() +
-                              "' METERIMPORT_USER_HIVE='" + paths.user.string() +
-                              "' '" METERIMPORT_BINARY_DIR "/bin/meterimport-settings' " + args +
-                              " >'" + (scratch / "out").string() + "' 2>&1";
+  const test::ScopedEnv machine("METERIMPORT_MACHINE_HIVE", paths.machine.c_str());
+  const test::ScopedEnv user("METERIMPORT_USER_HIVE", paths.user.c_str());
+  const test::ScopedEnv program("P", METERIMPORT_BINARY_DIR "/bin/meterimport-settings");
+  const test::ScopedEnv out_file("OUT", (scratch / "out").c_str());
+  const std::string command = "\"$P\" " + args + " >\"$OUT\" 2>&1";
   const int raw = std::system(command.c_str());
   out = test::ReadFile(scratch / "out");
   return raw != -1 && WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;

@@ -97,7 +97,8 @@ import 1
 check "the English import ends with status 0" test "$(cat "$work/batch-1.status")" = 0
 check "the English import reads 232 glucose records" grep -q $'^GLUCOSE\t232\t' "$work/batch-1.out"
 check "the English import writes five files" test "$(written_files 1 | wc -l)" -eq 5
-check "the files it names are in the import folder" all_exist $(written_files 1)
+mapfile -t written < <(written_files 1)
+check "the files it names are in the import folder" all_exist "${written[@]}"
 check "the English catalogue is used" grep -q 'STATUS|Import from Accu-Chek Sensor Complete' "$work/batch-1.err"
 check "the glucose file starts with its section" \
   grep -q '^\[GLUCOSE\]' "$(grep '^GLUCOSE' "$work/batch-1.out" | cut -f3)"

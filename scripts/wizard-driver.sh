@@ -1,0 +1,93 @@
+# Sourced by the scripts that show the wizard on a virtual display of their
+# own and drive it by keystrokes (scripts/run.sh --screenshots,
+# scripts/screenshots.sh). Needs $build (the build folder) and $work (a
+# folder of the caller's). Every process started here is a job of the
+# caller's shell, which ends its jobs when it exits. Every wait is bounded,
+# so that a wizard that does not do what is expected ends the script.
+
+# Waits up to $2 tenths of a second for the command $1 to succeed.
+wait_for() {
+  local tries=$2
+  until eval "$1"; do
+    tries=$((tries - 1))
+    ((tries > 0)) || return 1
+    sleep 0.1
+  done
+}
+
+# Starts an X server on a display that it picks itself (no race with another
+# server starting at the same time), points DISPLAY at it and waits until it
+# answers a client (it names the display once it listens, which can be
+# before it serves). It does not reset when its last client leaves.
+start_display() {
+  Xvfb -displayfd 5 -screen 0 1280x900x24 -nolisten tcp -noreset 5>"$work/display" \
+    2>"$work/xvfb.log" &
+  if ! wait_for '[[ -s $work/display ]]' 100; then
+    cat "$work/xvfb.log" >&2
+    echo "Xvfb did not start" >&2
+    return 1
+  fi
+  DISPLAY=:$(head -n 1 "$work/display")
+  export DISPLAY
+  if ! wait_for 'xdpyinfo >/dev/null 2>&1' 100; then
+    cat "$work/xvfb.log" >&2
+    echo "Xvfb serves no client" >&2
+    return 1
+  fi
+}
+
+# start_wizard PRODUCTKEY SEQUENCE PORT METERID: the module as the diary
+# starts it without a window of its own; $module is its process, $wizard its
+# window (found and given the keyboard focus); its standard error goes to
+# $work/wizard.err.
+start_wizard() {
+  "$build/bin/meterimport" "$@" 0 2>"$work/wizard.err" &
+  module=$!
+  wizard=""
+  # Qt may replace its first native window, so the window is looked up again
+  # until the one found is the one that has the focus.
+  if ! wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -n 1) &&
+      [[ -n $wizard ]] && xdotool windowfocus "$wizard" 2>/dev/null &&
+      [[ $(xdotool getwindowfocus 2>/dev/null) == "$wizard" ]]' 200; then
+    echo "The wizard did not come up:" >&2
+    cat "$work/wizard.err" >&2
+    return 1
+  fi
+  sleep 0.6  # its first painting
+}
+
+# key KEY [SECONDS]: a keystroke for the wizard, then time for it to paint.
+key() {
+  xdotool key --window "$wizard" "$1" 2>/dev/null || true
+  sleep "${2:-0.6}"
+}
+
+# shot FILE: a picture of the wizard's window as it is now.
+shot() {
+  import -window "$wizard" "$1"
+  echo "$1"
+}
+
+# Waits until the wizard shows its result screen: it prints what the import
+# did (the laboratory line among the last) just before, without taking any
+# event in between.
+wait_result() {
+  if ! wait_for 'grep -q "^meterimport: LAB" "$work/wizard.err"' 1200; then
+    echo "The import did not end:" >&2
+    cat "$work/wizard.err" >&2
+    return 1
+  fi
+  sleep 0.6
+}
+
+# Waits for the module to end (at most 30 s; then it is ended). Its exit
+# status is always 0.
+wizard_ends() {
+  if ! wait_for '! kill -0 "$module" 2>/dev/null' 300; then
+    kill "$module" 2>/dev/null || true
+    wait "$module" 2>/dev/null || true
+    echo "The wizard did not end" >&2
+    return 1
+  fi
+  wait "$module" || true
+}
