@@ -61,6 +61,12 @@ done
 marker_name=.meterimport-demo
 marker="$demo/$marker_name"
 if [[ -d $demo && ! -f $marker && -n $(ls -A -- "$demo") ]]; then
+  if [[ -f $demo/installation.reg && -f $demo/machine.hive ]]; then
+    # An earlier run.sh kept no list of what it made; what is there now may
+    # be the person's own, so it is theirs to remove.
+    refuse "$demo looks like a demo folder of an earlier $me, which kept no list of what" \
+      "it made; remove it yourself (rm -r -- '$demo') if nothing of yours is in it"
+  fi
   refuse "$demo holds files that $me did not make"
 fi
 pictures=(1-introduction.png 2-port.png 3-switch-on.png 4-transfer.png 5-result.png)
