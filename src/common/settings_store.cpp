@@ -17,18 +17,25 @@ std::filesystem::path EnvironmentPath(const char* name) {
 
 }  // namespace
 
-HivePaths HivePaths::FromEnvironment() {
+HivePaths HivePaths::Defaults() {
   HivePaths paths;
-  paths.machine = EnvironmentPath("METERIMPORT_MACHINE_HIVE");
-  if (paths.machine.empty()) paths.machine = "/etc/meterimport/machine.hive";
-  paths.user = EnvironmentPath("METERIMPORT_USER_HIVE");
-  if (paths.user.empty()) {
-    auto config = EnvironmentPath("XDG_CONFIG_HOME");
-    if (config.empty()) {
-      auto home = EnvironmentPath("HOME");
-      config = (home.empty() ? std::filesystem::path("/tmp") : home) / ".config";
-    }
-    paths.user = config / "meterimport" / "user.hive";
+  paths.machine = "/etc/meterimport/machine.hive";
+  auto config = EnvironmentPath("XDG_CONFIG_HOME");
+  if (config.empty()) {
+    auto home = EnvironmentPath("HOME");
+    config = (home.empty() ? std::filesystem::path("/tmp") : home) / ".config";
+  }
+  paths.user = config / "meterimport" / "user.hive";
+  return paths;
+}
+
+HivePaths HivePaths::FromEnvironment() {
+  HivePaths paths = Defaults();
+  if (auto machine = EnvironmentPath("METERIMPORT_MACHINE_HIVE"); !machine.empty()) {
+    paths.machine = std::move(machine);
+  }
+  if (auto user = EnvironmentPath("METERIMPORT_USER_HIVE"); !user.empty()) {
+    paths.user = std::move(user);
   }
   return paths;
 }

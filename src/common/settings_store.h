@@ -22,10 +22,13 @@ struct HivePaths {
   std::filesystem::path machine;
   std::filesystem::path user;
 
-  // $METERIMPORT_MACHINE_HIVE (default /etc/meterimport/machine.hive) and
-  // $METERIMPORT_USER_HIVE (default $XDG_CONFIG_HOME/meterimport/user.hive,
-  // ~/.config/meterimport/user.hive without XDG_CONFIG_HOME).
+  // $METERIMPORT_MACHINE_HIVE and $METERIMPORT_USER_HIVE, each where it is
+  // set, else the default.
   static HivePaths FromEnvironment();
+  // The defaults: /etc/meterimport/machine.hive and
+  // $XDG_CONFIG_HOME/meterimport/user.hive (~/.config/meterimport/user.hive
+  // without XDG_CONFIG_HOME).
+  static HivePaths Defaults();
 };
 
 // Removes control characters (codes below 20) and blanks from both ends. The

@@ -24,6 +24,18 @@ inline constexpr int16_t kTextPortCannotOpen = 1203;
 inline constexpr int16_t kTextNoSerialPort = 1215;
 // Information about the USB driver; %1 = the driver's name.
 inline constexpr int16_t kTextUsbDriverInfo = 1256;
+// A settings hive cannot be read (%1 = its file), then one of the four
+// texts after it on what to do: a change cut off by a crash (%1 = the
+// command that undoes it), another program's lock, no permission to read it,
+// a damaged file or one that is no hive.
+inline constexpr int16_t kTextSettingsUnreadable = 1350;
+inline constexpr int16_t kTextSettingsCutOff = 1351;
+inline constexpr int16_t kTextSettingsLocked = 1352;
+inline constexpr int16_t kTextSettingsNoAccess = 1353;
+inline constexpr int16_t kTextSettingsDamaged = 1354;
+// The line added where this user may not open a serial port; %1 = the group
+// that may (dialout).
+inline constexpr int16_t kTextPortPermission = 1355;
 
 // ---- Diary events ----------------------------------------------------------
 
@@ -168,6 +180,12 @@ inline constexpr int16_t kSingleIds[] = {
     kTextUsbInfo,
     kTextReading,
     kTextUsbDriverInfo,
+    kTextSettingsUnreadable,
+    kTextSettingsCutOff,
+    kTextSettingsLocked,
+    kTextSettingsNoAccess,
+    kTextSettingsDamaged,
+    kTextPortPermission,
     kTextWizardCaption,
     kTextInsulinListPrefix,
     kTextRenameInsulinPrompt,

@@ -1,8 +1,10 @@
 #include "serial/port_probe.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -49,6 +51,23 @@ bool HasHardware(const SerialSystem& system, const std::string& name) {
   std::ifstream type(tty / "type");
   int port_type = 0;
   return type >> port_type && port_type != 0;
+}
+
+// An open that fails: the device is not there, or may not be opened by this
+// user, or something else holds it (busy, or an error of the device).
+PortState StateOfFailedOpen(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+    case ENXIO:
+    case ENODEV:
+      return PortState::kMissing;
+    case EACCES:
+    case EPERM:
+      return PortState::kNoPermission;
+    default:
+      return PortState::kInUse;
+  }
 }
 
 bool LockedByLiveProcess(const SerialSystem& system, const std::string& name) {
@@ -99,30 +118,52 @@ std::optional<fs::path> PortDevice(SettingsStore& settings, int16_t port,
   return devices[static_cast<size_t>(port) - 1];
 }
 
-bool DeviceAvailable(const fs::path& device, const SerialSystem& system) {
+PortState DeviceState(const fs::path& device, const SerialSystem& system) {
   const int fd = ::open(device.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (fd < 0) return false;
+  if (fd < 0) return StateOfFailedOpen(errno);
   const bool free = ::flock(fd, LOCK_EX | LOCK_NB) == 0;
   ::close(fd);  // also drops the flock
-  if (!free) return false;
+  if (!free) return PortState::kInUse;
   std::error_code ec;
   const fs::path real = fs::canonical(device, ec);
   const std::string name = (ec ? device : real).filename().string();
-  return !LockedByLiveProcess(system, name) &&
-         (name == device.filename().string() ||
-          !LockedByLiveProcess(system, device.filename().string()));
+  const bool locked = LockedByLiveProcess(system, name) ||
+                      (name != device.filename().string() &&
+                       LockedByLiveProcess(system, device.filename().string()));
+  return locked ? PortState::kInUse : PortState::kAvailable;
 }
 
-bool PortAvailable(SettingsStore& settings, std::string_view meter_key, int16_t port, int16_t force,
-                   const SerialSystem& system) {
+PortProbe ProbePort(SettingsStore& settings, std::string_view meter_key, int16_t port,
+                    int16_t force, const SerialSystem& system) {
   int16_t test = kTrue;
   if (!meter_key.empty() && force <= 0) {
     const std::string value = settings.ReadMachine(meter_key, "TestPorts", "1");
     if (auto flag = ToBool16(value)) test = *flag;
   }
-  if (test == kFalse) return true;
-  auto device = PortDevice(settings, port, system);
-  return device && DeviceAvailable(*device, system);
+  if (test == kFalse) return {PortState::kAvailable, {}};
+  PortProbe probe;
+  if (auto device = PortDevice(settings, port, system)) {
+    probe.device = std::move(*device);
+    probe.state = DeviceState(probe.device, system);
+  }
+  return probe;
+}
+
+std::string SerialGroup(const fs::path& device) {
+  struct stat info {};
+  if (::stat(device.c_str(), &info) == 0 && info.st_gid != 0 &&
+      (info.st_mode & (S_IRGRP | S_IWGRP)) == (S_IRGRP | S_IWGRP)) {
+    // getgrgid_r's buffer: the size the system suggests, else a generous one.
+    const long suggested = ::sysconf(_SC_GETGR_R_SIZE_MAX);
+    std::vector<char> buffer(suggested > 0 ? static_cast<size_t>(suggested) : 16384);
+    struct group entry {};
+    struct group* found = nullptr;
+    if (::getgrgid_r(info.st_gid, &entry, buffer.data(), buffer.size(), &found) == 0 &&
+        found != nullptr && found->gr_name != nullptr && *found->gr_name != '\0') {
+      return found->gr_name;
+    }
+  }
+  return "dialout";
 }
 
 }  // namespace mi

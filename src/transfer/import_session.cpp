@@ -6,8 +6,19 @@
 #include "common/locale_info.h"
 #include "common/text_ids.h"
 #include "meter/plugin_control.h"
+#include "transfer/problem_messages.h"
 
 namespace mi {
+namespace {
+
+// `text` with `line` on a line of its own after it (either may be empty).
+std::string AddLine(std::string text, const std::string& line) {
+  if (line.empty()) return text;
+  if (!text.empty() && text.back() != '\n') text += '\n';
+  return text + line;
+}
+
+}  // namespace
 
 ImportHeader MakeImportHeader(const std::string& meter_desc,
                               const std::string& meter_identification, int16_t meter_id) {
@@ -54,7 +65,8 @@ std::string ImportSession::Message(WayOut way_out) const {
     case WayOut::kNoImportDir:
       return kNoImportFolder;
     case WayOut::kPortClosed:
-      return Text(kTextPortCannotOpen) + "COM:" + std::to_string(port()) + " ---> ";
+      return AddLine(Text(kTextPortCannotOpen) + "COM:" + std::to_string(port()) + " ---> ",
+                     PermissionLine(port_probe_));
     case WayOut::kNotInstalled:
       return kReinstallDriver;
     case WayOut::kNoConnection:
@@ -81,14 +93,49 @@ void ImportSession::ChoosePort(int16_t port) {
   shell_.SetComPort(port);
 }
 
-bool ImportSession::PortAvailable(int16_t port) {
-  return mi::PortAvailable(settings_, shell_.MeterKey(), port, 0, environment_.serial);
+PortProbe ImportSession::ProbePort(int16_t port) {
+  return mi::ProbePort(settings_, shell_.MeterKey(), port, 0, environment_.serial);
 }
 
 bool ImportSession::TestPort(std::string* err) {
-  if (!PortAvailable(port())) return TakeWayOut(WayOut::kPortClosed, err);
+  port_probe_ = ProbePort(port());
+  if (port_probe_.state != PortState::kAvailable) return TakeWayOut(WayOut::kPortClosed, err);
   way_out_ = WayOut::kNone;
   return true;
+}
+
+std::string ImportSession::PermissionLine(const PortProbe& probe) const {
+  if (probe.state != PortState::kNoPermission) return std::string();
+  return TextOrEnglish(kTextPortPermission, SerialGroup(probe.device));
+}
+
+std::string ImportSession::NoPortMessage(const std::optional<PortProbe>& refused) const {
+  return AddLine(Text(kTextNoSerialPort), refused ? PermissionLine(*refused) : std::string());
+}
+
+std::string ImportSession::SettingsMessage() {
+  std::string message;
+  for (const Root root : {Root::kMachine, Root::kUser}) {
+    const Hive& hive = settings_.hive(root);
+    if (!hive.problem()) continue;
+    const HiveProblem::Kind kind = hive.problem()->kind;
+    std::optional<std::string> command;
+    if (kind == HiveProblem::Kind::kUnfinished) {
+      command = HiveRepairCommand(root, hive.file(), environment_.program_file);
+    }
+    const std::string about = AddLine(TextOrEnglish(kTextSettingsUnreadable, hive.file().string()),
+                                      TextOrEnglish(HiveAdviceText(kind), command));
+    message += (message.empty() ? "" : "\n\n") + about;
+  }
+  return message;
+}
+
+std::string ImportSession::TextOrEnglish(int16_t id,
+                                         std::optional<std::string_view> argument) const {
+  if (const LanguageModule* language = shell_.language()) {
+    if (auto text = language->loadres(id, argument)) return *text;
+  }
+  return BuiltInEnglish().loadres(id, argument).value_or(std::string());
 }
 
 void ImportSession::StoreIrKeyChoice() {

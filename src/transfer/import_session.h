@@ -114,12 +114,20 @@ class ImportSession {
   // person chooses another.
   int16_t port() const { return context().ComPort; }
   void ChoosePort(int16_t port);
-  // Whether `port` can be offered and read (the port test; switched off by
-  // the meter's "TestPorts").
-  bool PortAvailable(int16_t port);
+  // Whether `port` can be offered and read, and why not (the port test;
+  // switched off by the meter's "TestPorts").
+  PortProbe ProbePort(int16_t port);
   // The test of the port in use before the reading. Fails at the way out
-  // kPortClosed.
+  // kPortClosed; its message then names the permission where that is why.
   bool TestPort(std::string* err = nullptr);
+  // The message when no port can be offered (1215), with the line on the
+  // serial ports' group when `refused` is a port this user may not open.
+  std::string NoPortMessage(const std::optional<PortProbe>& refused) const;
+
+  // The message on the settings hives that cannot be read, each with what to
+  // do about it (in the active language, English without one); empty when
+  // every hive can be read.
+  std::string SettingsMessage();
 
   // The infrared key. It is offered where the profile shows its box
   // (chkUseIRKey); the choice starts as stored ("UseIRKey") and is the
@@ -180,6 +188,10 @@ class ImportSession {
 
  private:
   bool TakeWayOut(WayOut way_out, std::string* err);
+  // A text of the language module, else the module's own English of it.
+  std::string TextOrEnglish(int16_t id, std::optional<std::string_view> argument = {}) const;
+  // The line that names the permission when `probe` was refused for it, else "".
+  std::string PermissionLine(const PortProbe& probe) const;
   MeterConnection& connection();
 
   ImportEnvironment environment_;
@@ -188,6 +200,7 @@ class ImportSession {
   MeterProfile profile_;
   bool ir_key_chosen_ = false;
   WayOut way_out_ = WayOut::kNone;
+  PortProbe port_probe_;  // the last test of the port in use
   std::unique_ptr<MeterControl> control_;
   std::unique_ptr<MeterConnection> connection_;
   // Why no control could be loaded; told once.

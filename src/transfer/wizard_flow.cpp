@@ -32,6 +32,11 @@ void WizardFlow::Init() {
 
 void WizardFlow::Go() {
   Init();
+  // Settings that cannot be read change what follows (the language, the
+  // meter driver, the ports): the person hears why first.
+  if (const std::string settings = session_.SettingsMessage(); !settings.empty()) {
+    view_.Say(settings, MessageIcon::kExclamation);
+  }
   ListPorts();
   // The introduction, with a step of its own: the wizard's stays 0.
   int16_t fresh = 0;
@@ -39,10 +44,14 @@ void WizardFlow::Go() {
 }
 
 bool WizardFlow::ListPorts() {
-  const bool found = ports_.Fill("", kHighestPort, session_.port(),
-                                 [this](int16_t port) { return session_.PortAvailable(port); });
+  std::optional<PortProbe> refused;  // the first port this user may not open
+  const bool found = ports_.Fill("", kHighestPort, session_.port(), [&](int16_t port) {
+    PortProbe probe = session_.ProbePort(port);
+    if (probe.state == PortState::kNoPermission && !refused) refused = probe;
+    return probe.state == PortState::kAvailable;
+  });
   view_.ShowPorts(ports_);
-  if (!found) view_.Say(session_.Text(kTextNoSerialPort), MessageIcon::kNone);
+  if (!found) view_.Say(session_.NoPortMessage(refused), MessageIcon::kNone);
   return !ports_.ports().empty();
 }
 

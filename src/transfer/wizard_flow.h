@@ -90,7 +90,8 @@ class WizardFlow {
 
   // init: the meter's profile loaded, and what it decides shown.
   void Init();
-  // Go: init, the ports listed, the introduction.
+  // Go: init, what cannot be read of the settings said, the ports listed,
+  // the introduction.
   void Go();
 
   // cmdNext_Click and cmdCancel_Click.

@@ -7,6 +7,7 @@
 #include "shell/meter_catalogue.h"
 #include "support/batch_installation.h"
 #include "support/memory_file_store.h"
+#include "support/refused_device.h"
 
 namespace mi {
 namespace {
@@ -68,9 +69,21 @@ TEST_F(BatchTest, AMeterThatCannotBeReachedEndsWithoutFiles) {
   RegisterSample("[]");
   hives.SetMachineText(meter_key, "TestPorts", "1");
   EXPECT_EQ(Import({"Diary", "17", "2", "13"}), kBatchPortUnavailable);
-  EXPECT_THAT(err.str(), HasSubstr("MESSAGE: The port cannot be opened: COM:2 ---> \n"));
+  EXPECT_TRUE(err.str().ends_with("MESSAGE: The port cannot be opened: COM:2 ---> \n"))
+      << err.str();
   EXPECT_EQ(ImportFiles(), 0u);
   EXPECT_EQ(hives.store.ReadUser(kDescriptionKey, "COM", ""), "2");
+  // A port this user may not open: the message names the permission (in the
+  // module's own English, which this catalogue lacks).
+  if (const fs::path refused = test::RefusedDevice(); !refused.empty()) {
+    hives.SetMachineText(kSerialCommKey, refused.string(), "COM3");
+    EXPECT_EQ(Import({"Diary", "17", "3", "13"}), kBatchPortUnavailable);
+    EXPECT_TRUE(err.str().ends_with(
+        "MESSAGE: The port cannot be opened: COM:3 ---> \nYou lack the permission to open serial "
+        "ports: they belong to the group \"dialout\". Join it with sudo usermod -aG dialout "
+        "$USER and log in again.\n"))
+        << err.str();
+  }
 }
 
 // The port in use reaches the meter: the command line's, else the one

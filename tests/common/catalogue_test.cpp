@@ -12,6 +12,7 @@
 #include "common/language.h"
 #include "common/text_ids.h"
 #include "support/scoped_env.h"
+#include "transfer/problem_messages.h"
 
 namespace mi {
 namespace {
@@ -29,8 +30,9 @@ TEST_P(ShippedCatalogue, LoadsWithoutProblemsWithTheNumbersTheModuleUsesAndTheir
   ASSERT_TRUE(module);
   EXPECT_THAT(problems, ::testing::IsEmpty());
   // Only the texts that take an argument hold %1.
-  const std::set<int32_t> with_argument = {kTextImportTitle, kTextUsbDriverInfo,
-                                           kTextRenameInsulinPrompt, kTextSetupMeterEvent};
+  const std::set<int32_t> with_argument = {
+      kTextImportTitle,        kTextUsbDriverInfo,  kTextRenameInsulinPrompt, kTextSetupMeterEvent,
+      kTextSettingsUnreadable, kTextSettingsCutOff, kTextPortPermission};
   std::set<int32_t> found;
   for (const auto& [id, text] : module->texts()) {
     found.insert(id);
@@ -46,6 +48,19 @@ TEST_P(ShippedCatalogue, LoadsWithoutProblemsWithTheNumbersTheModuleUsesAndTheir
   };
   EXPECT_TRUE(distinct(EventTextId, 0, kDiaryEventCount - 1));
   EXPECT_TRUE(distinct(InsulinTypeTextId, 1, kInsulinTypeCount));
+}
+
+// The module's own English for runs without a language module says what
+// English.lng says.
+TEST(BuiltInEnglish, IsTheShippedEnglish) {
+  const auto english = LanguageModule::Load(kLanguages / "English.lng");
+  ASSERT_TRUE(english);
+  ASSERT_FALSE(BuiltInEnglish().texts().empty());
+  for (const auto& [id, text] : BuiltInEnglish().texts()) {
+    const auto shipped = english->texts().find(id);
+    ASSERT_NE(shipped, english->texts().end()) << id;
+    EXPECT_EQ(shipped->second, text) << id;
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, ShippedCatalogue, ::testing::Values("English", "Deutsch"));

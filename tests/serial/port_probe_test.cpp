@@ -1,12 +1,15 @@
 #include "serial/port_probe.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/pseudo_terminal.h"
+#include "support/refused_device.h"
 #include "support/test_hives.h"
 #include "support/unique_fd.h"
 
@@ -26,6 +29,9 @@ class PortProbeTest : public ::testing::Test {
   }
   void MapPort(const std::string& device, const std::string& com) {
     hives.SetMachineText(kSerialCommKey, device, com);
+  }
+  PortState State(int16_t port, int16_t force = 0, std::string_view meter = kMeter) {
+    return ProbePort(hives.store, meter, port, force, system).state;
   }
 
   test::TestHives hives;
@@ -54,13 +60,17 @@ TEST_F(PortProbeTest, APortHeldByAnotherProgramIsNotOffered) {
   test::PseudoTerminal pty;
   ASSERT_TRUE(pty.ok());
   MapPort(pty.path(), "COM3");
-  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 4, 0, system));  // no such port
+  EXPECT_EQ(State(4), PortState::kMissing);  // no such port
   test::UniqueFd holder(open(pty.path().c_str(), O_RDWR | O_NOCTTY));
   ASSERT_GE(holder.get(), 0);
   ASSERT_EQ(flock(holder.get(), LOCK_EX), 0);
-  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 3, 0, system));
+  EXPECT_EQ(State(3), PortState::kInUse);
   holder.Close();
-  EXPECT_TRUE(PortAvailable(hives.store, kMeter, 3, 0, system));
+  const PortProbe free = ProbePort(hives.store, kMeter, 3, 0, system);
+  EXPECT_EQ(free.state, PortState::kAvailable);
+  EXPECT_EQ(free.device, pty.path());
+  MapPort((hives.dir / "dev/gone").string(), "COM5");  // mapped, but no device
+  EXPECT_EQ(State(5), PortState::kMissing);
 }
 
 TEST_F(PortProbeTest, LockFilesOfLiveProcessesCountDeadOnesDoNot) {
@@ -68,27 +78,68 @@ TEST_F(PortProbeTest, LockFilesOfLiveProcessesCountDeadOnesDoNot) {
   MapPort(pty.path(), "COM3");
   const std::string lock_name = "LCK.." + std::filesystem::path(pty.path()).filename().string();
   test::WriteFile(hives.dir / "lock" / lock_name, "     " + std::to_string(getpid()) + "\n");
-  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 3, 0, system));
+  EXPECT_EQ(State(3), PortState::kInUse);
 
   const pid_t child = fork();
   if (child == 0) _exit(0);
   waitpid(child, nullptr, 0);  // its number now belongs to no process
   test::WriteFile(hives.dir / "lock" / lock_name, std::to_string(child) + "\n");
-  EXPECT_TRUE(PortAvailable(hives.store, kMeter, 3, 0, system));
+  EXPECT_EQ(State(3), PortState::kAvailable);
+}
+
+// A device this user may not open is not offered either, and the probe says
+// that the permission is why.
+TEST_F(PortProbeTest, ADeviceThisUserMayNotOpenIsRefusedForThePermission) {
+  const std::filesystem::path refused = test::RefusedDevice();
+  if (refused.empty()) GTEST_SKIP() << "no device that this user may not open";
+  MapPort(refused.string(), "COM2");
+  const PortProbe probe = ProbePort(hives.store, kMeter, 2, 0, system);
+  EXPECT_EQ(probe.state, PortState::kNoPermission);
+  EXPECT_EQ(probe.device, refused);
+}
+
+// The group named for a device: its own where its members may read and write
+// it, "dialout" where they may not or it is root's.
+TEST_F(PortProbeTest, TheGroupThatMayOpenADevice) {
+  const std::filesystem::path device = system.dev / "ttyUSB0";
+  test::WriteFile(device, "");
+  const gid_t own = getegid();
+  // Root puts it in a group of its own choice (not "dialout", which is also the fallback).
+  const gid_t group = own != 0 ? own : 65534;
+  ASSERT_EQ(::chown(device.c_str(), static_cast<uid_t>(-1), group), 0);
+  struct group entry {};
+  struct group* found = nullptr;
+  std::vector<char> buffer(16384);
+  if (getgrgid_r(group, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
+    GTEST_SKIP() << "group " << group << " has no name";
+  }
+  const std::string name = entry.gr_name;
+  const std::pair<mode_t, std::string> cases[] = {
+      {0660, name}, {0620, "dialout"}, {0600, "dialout"}, {0666, name}};
+  for (const auto& [mode, expected] : cases) {
+    ASSERT_EQ(::chmod(device.c_str(), mode), 0);
+    EXPECT_EQ(SerialGroup(device), expected) << std::oct << mode;
+  }
+  EXPECT_EQ(SerialGroup(system.dev / "none"), "dialout");
+  if (own == 0) {
+    ASSERT_EQ(::chown(device.c_str(), static_cast<uid_t>(-1), 0), 0);
+    ASSERT_EQ(::chmod(device.c_str(), 0660), 0);
+    EXPECT_EQ(SerialGroup(device), "dialout");
+  }
 }
 
 TEST_F(PortProbeTest, WithTheTestSwitchedOffEveryPortIsOffered) {
   hives.SetMachineText(kMeter, "TestPorts", "0");
-  EXPECT_TRUE(PortAvailable(hives.store, kMeter, 12, 0, system));
+  EXPECT_EQ(State(12), PortState::kAvailable);
   // Forcing, or having no meter key, always tests.
-  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 12, 1, system));
-  EXPECT_FALSE(PortAvailable(hives.store, "", 12, 0, system));
+  EXPECT_EQ(State(12, 1), PortState::kMissing);
+  EXPECT_EQ(State(12, 0, ""), PortState::kMissing);
   // Only the machine hive holds the switch; junk keeps the test on.
   hives.SetMachineText(kMeter, "TestPorts", "off");
-  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 12, 0, system));
+  EXPECT_EQ(State(12), PortState::kMissing);
   hives.SetMachineText(kMeter, "TestPorts", "1");
   hives.SetUserText(kMeter, "TestPorts", "0");
-  EXPECT_FALSE(PortAvailable(hives.store, kMeter, 12, 0, system));
+  EXPECT_EQ(State(12), PortState::kMissing);
 }
 
 }  // namespace

@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "meter/plugin_control.h"
+#include "support/hive_damage.h"
+#include "support/refused_device.h"
 #include "support/sample_memory.h"
 #include "support/scoped_env.h"
 #include "support/test_hives.h"
@@ -26,6 +28,13 @@ constexpr const char* kMeterKey =
 // The screens by name, in the order of WizardScreen.
 constexpr const char* kScreenNames[] = {"intro",    "port",    "switch-on", "reading",
                                         "transfer", "writing", "result"};
+
+const std::string kNoPort =
+    "No serial port was found on this computer.\nPlease connect the meter's cable and start the "
+    "import again.";
+const std::string kJoinDialout =
+    "You lack the permission to open serial ports: they belong to the group \"dialout\". Join "
+    "it with sudo usermod -aG dialout $USER and log in again.";
 
 // The window's double: records what it is told.
 class RecordingView : public WizardView {
@@ -193,7 +202,8 @@ TEST_F(WizardFlowTest, ThePortStepKeepsTheWizardOnItsPage) {
   Next();
   EXPECT_EQ(flow->step(), 0);
   EXPECT_EQ(view.said.size(), 2u);  // on start and on Next
-  EXPECT_EQ(view.said.back().first.substr(0, 42), "No serial port was found on this computer.");
+  // No port at all: nothing about permissions.
+  EXPECT_EQ(view.said.back().first, kNoPort);
 
   const fs::path device = hives.dir / "dev/fake-port";  // COM2, the only port
   test::WriteFile(device, "");
@@ -213,10 +223,88 @@ TEST_F(WizardFlowTest, ThePortStepKeepsTheWizardOnItsPage) {
   fs::remove(device);  // the port vanishes between the list and the reading
   Next();
   EXPECT_EQ(view.said.back().second, MessageIcon::kStop);
-  EXPECT_NE(view.said.back().first.find("COM:2 ---> "), std::string::npos);
+  EXPECT_TRUE(view.said.back().first.ends_with("\nCOM:2 ---> ")) << view.LastSaid();
   EXPECT_EQ(flow->step(), 1);
   EXPECT_EQ(view.Trail(), "intro port");
 }
+
+// A port this user may not open is not offered either; the messages say that
+// the permission is why, and how to get it.
+TEST_F(WizardFlowTest, APortThisUserMayNotOpenIsToldWithTheGroupToJoin) {
+  const fs::path refused = test::RefusedDevice();
+  if (refused.empty()) GTEST_SKIP() << "no device that this user may not open";
+  hives.SetMachineText(kMeterKey, "TestPorts", "1");
+  hives.SetMachineText(kSerialCommKey, refused.string(), "COM2");
+  Start("Diary 17 0 13");
+  EXPECT_TRUE(view.ports.empty());
+  EXPECT_EQ(view.said, (std::vector{std::pair(kNoPort + "\n" + kJoinDialout, MessageIcon::kNone)}));
+
+  // Offered while it could be opened, refused when it is tested.
+  const fs::path device = hives.dir / "dev/fake-port";
+  test::WriteFile(device, "");
+  hives.machine_writer.DeleteValue(kSerialCommKey, refused.string());
+  hives.SetMachineText(kSerialCommKey, device.string(), "COM2");
+  Next();
+  ASSERT_EQ(view.ports, std::vector<int16_t>{2});
+  hives.machine_writer.DeleteValue(kSerialCommKey, device.string());
+  hives.SetMachineText(kSerialCommKey, refused.string(), "COM2");
+  Next();
+  EXPECT_EQ(view.said.back(),
+            std::pair("This serial port cannot be opened. It may be in use by another program.\n"
+                      "COM:2 ---> \n" +
+                          kJoinDialout,
+                      MessageIcon::kStop));
+  EXPECT_EQ(flow->step(), 1);
+}
+
+// Settings that cannot be read are said before anything else, with what to
+// do about it, and the import goes on without them: in the language in use,
+// and in English when the language setting went with them (no catalogue is
+// known then).
+class UnreadableSettings : public WizardFlowTest,
+                           public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(UnreadableSettings, AreSaidFirstWithWhatToDo) {
+  const std::string spoilt = GetParam();
+  const std::string machine = hives.paths.machine.string();
+  const std::string user = hives.paths.user.string();
+  std::optional<test::HiveLock> lock;
+  std::string expected;
+  if (spoilt == "machine hive cut off") {
+    hives.SetUserText(kRoot, "ImportDir", (hives.dir / "import").string());
+    test::LeaveCutOffChange(hives.paths.machine);
+    expected = "The settings file " + machine +
+               " cannot be read, so the import goes on without the settings stored in it.\n"
+               "A change to it was cut off (by a crash or a power failure), and only someone who "
+               "may write the file can undo it. To repair the file, run:\n"
+               "env METERIMPORT_MACHINE_HIVE=" +
+               machine + " meterimport-settings list HKLM";
+  } else if (spoilt == "user hive a folder") {
+    hives.SetMachineText(kRoot, "LanguageDLL", "Deutsch");
+    fs::remove(hives.paths.user);
+    fs::create_directories(hives.paths.user);
+    expected = "Die Einstellungsdatei " + user +
+               " kann nicht gelesen werden. Der Import läuft ohne die darin gespeicherten "
+               "Einstellungen weiter.\nSie ist beschädigt oder keine Einstellungsdatei. Stellen "
+               "Sie sie aus einer Sicherung wieder her oder lassen Sie die Einstellungen des "
+               "Tagebuchs neu installieren.";
+  } else {
+    hives.SetUserText(kMeterKey, "COM", "3");
+    lock.emplace(hives.paths.user);
+    ASSERT_TRUE(lock->locked());
+    expected = "The settings file " + user +
+               " cannot be read, so the import goes on without the settings stored in it.\n"
+               "Another program holds it locked. Close that program and start the import again.";
+  }
+  Start("Diary 17 0 13");
+  ASSERT_FALSE(view.said.empty());
+  EXPECT_EQ(view.said[0], std::pair(expected, MessageIcon::kExclamation));
+  EXPECT_EQ(view.Trail(), "intro");
+}
+
+INSTANTIATE_TEST_SUITE_P(Hives, UnreadableSettings,
+                         ::testing::Values("machine hive cut off", "user hive a folder",
+                                           "user hive locked"));
 
 // Cancel finishes at every step, once per press, and sets the flag that the
 // serial receive loops watch.

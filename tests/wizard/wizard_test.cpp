@@ -20,9 +20,11 @@
 #include "meter/plugin_control.h"
 #include "profile/meter_profile.h"
 #include "shell/meter_catalogue.h"
+#include "support/hive_damage.h"
 #include "support/import_golden.h"
 #include "support/recording_message_boxes.h"
 #include "support/recording_status_link.h"
+#include "support/refused_device.h"
 #include "support/sample_memory.h"
 #include "support/scoped_env.h"
 #include "support/test_hives.h"
@@ -236,6 +238,56 @@ TEST_F(WizardTest, WithoutAMeterNumberTheModuleSaysSoAndEnds) {
   EXPECT_EQ(main->wizard(), nullptr);
   EXPECT_FALSE(fs::exists(hives.paths.user));  // nothing written
   EXPECT_EQ(link.events, (std::vector<std::string>{"open", "close"}));
+}
+
+// A machine hive with a change that a crash cut off reads as empty, and the
+// language setting with it: the wizard says so first, in English (no
+// catalogue is known), with the command that repairs the hive, and the batch
+// prints the same. That command, run as a person would, repairs it, and the
+// next start says nothing of the settings.
+TEST_F(WizardTest, AMachineHiveCutOffIsSaidInEnglishWithTheCommandThatRepairsIt) {
+  hives.SetUserText(kRoot, "ImportDir", import_dir.string());
+  test::LeaveCutOffChange(hives.paths.machine);
+  Start("Diary 17 1 13 0");
+  ASSERT_FALSE(boxes.shown.empty());
+  const std::string said = boxes.shown[0].text;
+  EXPECT_EQ(boxes.shown[0].icon, MessageIcon::kExclamation);
+  EXPECT_TRUE(said.starts_with("The settings file " + hives.paths.machine.string() +
+                               " cannot be read, so the import goes on without"))
+      << said;
+  EXPECT_EQ(main->session().shell().language(), nullptr);
+  main.reset();
+  std::ostringstream out, err;
+  RunBatch({"Diary", "18", "1", "13"}, environment, out, err);
+  EXPECT_NE(err.str().find("MESSAGE: " + said + "\n"), std::string::npos) << err.str();
+
+  const std::string command = said.substr(said.rfind('\n') + 1);
+  ASSERT_EQ(
+      std::system(
+          ("PATH='" METERIMPORT_BINARY_DIR "/bin':\"$PATH\" " + command + " >/dev/null").c_str()),
+      0)
+      << command;
+  boxes.shown.clear();
+  Start("Diary 17 1 13 0");
+  EXPECT_TRUE(boxes.shown.empty()) << boxes.shown[0].text;
+  EXPECT_NE(main->session().shell().language(), nullptr);
+}
+
+// A port this user may not open: the box on the empty port list names the
+// group to join (a port that is not there: tests/transfer).
+TEST_F(WizardTest, APortThisUserMayNotOpenIsToldWithTheGroupToJoin) {
+  const fs::path refused = test::RefusedDevice();
+  if (refused.empty()) GTEST_SKIP() << "no device that this user may not open";
+  hives.SetMachineText(meter_key, "TestPorts", "1");
+  hives.SetMachineText(kSerialCommKey, refused.string(), "COM1");
+  Start("Diary 17 1 13 0");
+  ASSERT_EQ(boxes.shown.size(), 1u);
+  EXPECT_EQ(boxes.shown[0].icon, MessageIcon::kNone);
+  EXPECT_TRUE(boxes.shown[0].text.starts_with("No serial port was found on this computer."));
+  EXPECT_TRUE(boxes.shown[0].text.ends_with(
+      "\nYou lack the permission to open serial ports: they belong to the group \"dialout\". "
+      "Join it with sudo usermod -aG dialout $USER and log in again."))
+      << boxes.shown[0].text;
 }
 
 // Cancel ends the module once (the flow's test: at every step); the status

@@ -85,6 +85,10 @@ int RunBatch(const std::vector<std::string>& arguments, const ImportEnvironment&
   std::string message;
   if (!session.Start(command_line, &message)) return TakeWayOut(session, message, err);
   session.TellNotices();
+  // The wizard's box on settings that cannot be read.
+  if (const std::string settings = session.SettingsMessage(); !settings.empty()) {
+    err << "MESSAGE: " << settings << '\n';
+  }
   session.LoadProfile();
   if (!session.TestPort(&message)) return TakeWayOut(session, message, err);
 
