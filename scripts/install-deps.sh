@@ -26,6 +26,10 @@ packages=(
   dbus-daemon dbus-session-bus-common dbus-bin
   # Windows shown and driven on a virtual display; fonts, "Arial" among them.
   xvfb xauth xdotool x11-utils fonts-dejavu-core fonts-liberation2
+  # Qt's own texts (standard buttons, input boxes) in the catalogue's language.
+  qt6-translations-l10n
+  # The accessibility bus and a client that walks the windows' tree on it.
+  at-spi2-core python3-pyatspi
 )
 case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-14-dev libfuzzer-14-dev) ;;
