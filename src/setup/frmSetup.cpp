@@ -84,6 +84,8 @@ void frmSetup::Build() {
   outer->setContentsMargins(0, 0, 0, 0);
   vstab_ = new QTabWidget(this);
   vstab_->setObjectName("vstab");
+  // Every tab's caption shows whole: the dialog is as wide as its tabs.
+  vstab_->tabBar()->setUsesScrollButtons(false);
   SetTag(vstab_, model_.family().tabs_text);
   outer->addWidget(vstab_, 1);
   std::vector<std::string> tab_names;
@@ -266,6 +268,8 @@ void frmSetup::SetUpTabKeys() {
 }
 
 void frmSetup::SetAccessibleTexts() {
+  // Inside the wizard, the tabs are the dialog: they carry its title.
+  vstab_->setAccessibleName(windowTitle());
   // The controls without a caption are named by the label beside them.
   const auto name_by = [this](QWidget* control, const QString& label_name,
                               const QString& description = {}) {
@@ -388,6 +392,11 @@ void frmSetup::ShowValues() {
     }
     for (int meter_event = kFirstEventD; meter_event <= kLastSetupEvent; ++meter_event) {
       ShowEvent(meter_event);
+    }
+    // The longest diary event shows whole in every box.
+    for (const auto& boxes :
+         {std::span<QComboBox* const>(cbEventC_), std::span<QComboBox* const>(cbEventD_)}) {
+      for (QComboBox* box : boxes) box->setMinimumWidth(box->sizeHint().width());
     }
   }
 }

@@ -664,10 +664,14 @@ void frmAccuSensorComplete::SetUpKeyboardAndSight() {
   // the focus where it was, so that the next Return does not open it again.
   cmdHelp_->setFocusPolicy(Qt::TabFocus);
   ShowLossLineReadable();
-  // Nothing is cut at the smallest size: the longest screen (the result
-  // with its loss line) at the width of about sixty characters.
+  // Nothing is cut at the smallest size: the screens (their texts wrap)
+  // keep the room that the longest of them needs at a width of about
+  // forty-five characters; a setup dialog inside adds what it needs to the
+  // window's smallest size through the layout.
   const QFontMetrics metrics(font());
-  setMinimumSize(190 + 44 * metrics.averageCharWidth(), 26 * metrics.height());
+  auto* stack = static_cast<QGridLayout*>(screens_->layout());
+  stack->setColumnMinimumWidth(0, 45 * metrics.averageCharWidth());
+  stack->setRowMinimumHeight(0, 22 * metrics.height());
 }
 
 void frmAccuSensorComplete::SetAccessibleTexts() {
