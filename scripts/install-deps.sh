@@ -26,6 +26,8 @@ packages=(
   dbus-daemon dbus-session-bus-common dbus-bin
   # Windows shown and driven on a virtual display; fonts, "Arial" among them.
   xvfb xauth xdotool x11-utils fonts-dejavu-core fonts-liberation2
+  # A window manager for the tests of the wizard inside the diary's window.
+  openbox
   # Qt's own texts (standard buttons, input boxes) in the catalogue's language.
   qt6-translations-l10n
   # The accessibility bus and a client that walks the windows' tree on it.
