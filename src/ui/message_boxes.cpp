@@ -65,7 +65,10 @@ MessageAnswer QtMessageBoxes::Show(QWidget* parent, const std::string& text, Mes
       box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
       break;
   }
-  switch (box.exec()) {
+  const int answer = box.exec();
+  // Closed, the box gives the keyboard back to the window it was shown over.
+  if (parent != nullptr) parent->window()->activateWindow();
+  switch (answer) {
     case QMessageBox::Cancel:
       return MessageAnswer::kCancel;
     case QMessageBox::Yes:
@@ -87,7 +90,9 @@ std::optional<std::string> QtMessageBoxes::Input(QWidget* parent, const std::str
   box.setLabelText(QString::fromStdString(prompt));
   box.setTextValue(QString::fromStdString(preset));
   box.setMinimumWidth(TitleWidth(box, box.windowTitle()));
-  if (box.exec() != QDialog::Accepted) return std::nullopt;
+  const bool accepted = box.exec() == QDialog::Accepted;
+  if (parent != nullptr) parent->window()->activateWindow();
+  if (!accepted) return std::nullopt;
   return box.textValue().toStdString();
 }
 

@@ -605,6 +605,7 @@ void frmAccuSensorComplete::cmdCancel_Click() {
 
 void frmAccuSensorComplete::cmdHelp_Click() {
   const std::optional<std::filesystem::path> page = flow_.HelpPage();
+  ComeBackToTheWayOn();
   if (page) OpenHelp(this, *page, Text(kTextHelpTitle), Text(kTextHelpClose));
 }
 
@@ -628,6 +629,7 @@ void frmAccuSensorComplete::cmdSetup_Click() {
 }
 
 void frmAccuSensorComplete::cmdUSBInfo_Click() {
+  ComeBackToTheWayOn();
   if (const std::optional<std::string> info = flow_.UsbInfo())
     Say(*info, MessageIcon::kInformation);
 }
@@ -660,9 +662,14 @@ void frmAccuSensorComplete::Form_Unload() {
 // ---- Keyboard, focus and what a screen reader tells ------------------------
 
 void frmAccuSensorComplete::SetUpKeyboardAndSight() {
-  // Help is opened on purpose (its key, F1, or Tab to it): a click leaves
-  // the focus where it was, so that the next Return does not open it again.
+  // The asides (help, USB information) are opened on purpose: a click
+  // leaves the focus where it was, so that the next Return does not open
+  // them again.
   cmdHelp_->setFocusPolicy(Qt::TabFocus);
+  cmdUSBInfo_->setFocusPolicy(Qt::TabFocus);
+  // The infrared-key box speaks the catalogue's language also while it is
+  // not offered (its caption then comes from the profile).
+  SetTag(chkUseIRKey_, kTextIrKey);
   ShowLossLineReadable();
   // Nothing is cut at the smallest size: the screens (their texts wrap)
   // keep the room that the longest of them needs at a width of about
@@ -694,6 +701,13 @@ void frmAccuSensorComplete::FollowTheWork(WizardScreen screen) {
     default:
       break;
   }
+}
+
+void frmAccuSensorComplete::ComeBackToTheWayOn() {
+  // The help and the USB information are asides (also when reached by their
+  // access keys): when they close, the focus is on the button that moves
+  // on, so that the next Return does not open them again.
+  if (cmdNext_->isVisible() && cmdNext_->isEnabled()) cmdNext_->setFocus();
 }
 
 void frmAccuSensorComplete::ShowLossLineReadable() {

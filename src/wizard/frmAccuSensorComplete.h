@@ -116,6 +116,7 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
   void SetUpKeyboardAndSight();
   void SetAccessibleTexts();
   void FollowTheWork(WizardScreen screen);
+  void ComeBackToTheWayOn();
   void ShowLossLineReadable();
   void ShowResult();
   void ShowScreen(QWidget* screen);

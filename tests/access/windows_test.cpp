@@ -123,10 +123,27 @@ class LanguageCheck {
   }
 
   // The texts of Qt's standard buttons and dialogs as Qt writes them.
-  inline static const std::set<std::string> kQtEnglish = {
-      "Cancel", "Close", "Yes", "No", "Open", "Save", "Apply", "Discard", "Abort", "Retry",
-      "Ignore", "Yes to All", "No to All", "Restore Defaults", "Reset", "Help", "Copy",
-      "Select All", "Copy Link Location", "Don't Save", "Close without Saving"};
+  inline static const std::set<std::string> kQtEnglish = {"Cancel",
+                                                          "Close",
+                                                          "Yes",
+                                                          "No",
+                                                          "Open",
+                                                          "Save",
+                                                          "Apply",
+                                                          "Discard",
+                                                          "Abort",
+                                                          "Retry",
+                                                          "Ignore",
+                                                          "Yes to All",
+                                                          "No to All",
+                                                          "Restore Defaults",
+                                                          "Reset",
+                                                          "Help",
+                                                          "Copy",
+                                                          "Select All",
+                                                          "Copy Link Location",
+                                                          "Don't Save",
+                                                          "Close without Saving"};
 
   bool german_;
   std::set<std::string> foreign_;
@@ -208,9 +225,9 @@ std::vector<std::string> Unnamed(QWidget* window) {
     if (reader == nullptr || reader->text(QAccessible::Name).trimmed().isEmpty()) {
       unnamed.push_back(widget->objectName().toStdString() + " has no name");
     }
-    if (auto* bar = qobject_cast<QProgressBar*>(widget); bar && reader && reader->valueInterface() &&
-                                                         reader->valueInterface()->currentValue() !=
-                                                             bar->value()) {
+    if (auto* bar = qobject_cast<QProgressBar*>(widget);
+        bar && reader && reader->valueInterface() &&
+        reader->valueInterface()->currentValue() != bar->value()) {
       unnamed.push_back(widget->objectName().toStdString() + " does not tell its value");
     }
     if (widget->inherits("mi::PictureBox") && reader && reader->role() != QAccessible::Graphic) {
@@ -227,9 +244,8 @@ std::vector<std::string> CutTexts(QWidget* window) {
     if (!widget->isVisible() || widget->window() != window) continue;
     const std::string name = widget->objectName().toStdString();
     if (auto* label = qobject_cast<QLabel*>(widget); label && !label->text().isEmpty()) {
-      const bool fits = label->wordWrap()
-                            ? label->heightForWidth(label->width()) <= label->height()
-                            : label->sizeHint().width() <= label->width();
+      const bool fits = label->wordWrap() ? label->heightForWidth(label->width()) <= label->height()
+                                          : label->sizeHint().width() <= label->width();
       if (!fits) cut.push_back(name + " \"" + label->text().toStdString() + "\"");
     } else if (qobject_cast<QAbstractButton*>(widget) != nullptr &&
                qobject_cast<QToolButton*>(widget) == nullptr) {
@@ -319,7 +335,8 @@ class WindowsTest : public ::testing::TestWithParam<const char*> {
   // Opens the setup dialog and runs `inside` while it is open.
   void InSetup(const std::function<void(QWidget* dialog)>& inside) {
     QTimer::singleShot(0, [&] {
-      QWidget* dialog = Find("picSetup")->findChild<QWidget*>(QString(), Qt::FindDirectChildrenOnly);
+      QWidget* dialog =
+          Find("picSetup")->findChild<QWidget*>(QString(), Qt::FindDirectChildrenOnly);
       ASSERT_NE(dialog, nullptr);
       inside(dialog);
       if (Find("picSetup")->isVisible()) dialog->findChild<QPushButton*>("cmdCancel")->click();
@@ -482,7 +499,8 @@ TEST_P(KeyboardTest, TheFocusFollowsTheWork) {
   Start(13);
   for (const bool ok : {true, false}) {
     InSetup([&](QWidget* dialog) {
-      ASSERT_TRUE(QTest::qWaitFor([&] { return dialog->isAncestorOf(QApplication::focusWidget()); }));
+      ASSERT_TRUE(
+          QTest::qWaitFor([&] { return dialog->isAncestorOf(QApplication::focusWidget()); }));
       if (ok) {
         dialog->findChild<QPushButton*>("cmdNext")->click();
       } else {
@@ -527,9 +545,8 @@ TEST_P(KeyboardTest, TabKeysSwitchTabsFromAnEventBoxAndAccessKeysAct) {
       QWidget* focus = QApplication::focusWidget();
       ASSERT_TRUE(dialog->isAncestorOf(focus));
       QTest::keyClick(focus, press.key, press.modifiers);
-      EXPECT_EQ(tabs->currentIndex(), press.tab) << QKeySequence(press.key | press.modifiers)
-                                                        .toString()
-                                                        .toStdString();
+      EXPECT_EQ(tabs->currentIndex(), press.tab)
+          << QKeySequence(press.key | press.modifiers).toString().toStdString();
       EXPECT_EQ(box->currentIndex(), -1);
     }
     tabs->setCurrentIndex(0);
@@ -554,9 +571,10 @@ TEST_P(KeyboardTest, TheLossLineIsReadableInEveryPalette) {
   auto* loss = Find<QLabel>("lblLoss");
   ASSERT_TRUE(loss->isVisible());
   const QPalette before = QApplication::palette();
-  for (const auto& [window, text] : {std::pair(QColor(Qt::white), QColor(Qt::black)),
-                                     std::pair(QColor(Qt::black), QColor(Qt::white)),
-                                     std::pair(QColor(0x30, 0x30, 0x30), QColor(0xe0, 0xe0, 0xe0))}) {
+  for (const auto& [window, text] :
+       {std::pair(QColor(Qt::white), QColor(Qt::black)),
+        std::pair(QColor(Qt::black), QColor(Qt::white)),
+        std::pair(QColor(0x30, 0x30, 0x30), QColor(0xe0, 0xe0, 0xe0))}) {
     QPalette palette(text, window);
     palette.setColor(QPalette::WindowText, text);
     QApplication::setPalette(palette);
