@@ -3,7 +3,8 @@
 # need, and only those that are missing. Safe to run again.
 #   scripts/install-deps.sh            build and test packages
 #   scripts/install-deps.sh --fuzz     also clang and libFuzzer
-#   scripts/install-deps.sh --screenshots   also ImageMagick (scripts/screenshots.sh,
+#   scripts/install-deps.sh --screenshots   also ImageMagick and the high-contrast
+#                                           style (scripts/screenshots.sh,
 #                                           scripts/run.sh --screenshots)
 #   scripts/install-deps.sh --bench    also the sqlite3 shell (the hive benchmarks)
 #   scripts/install-deps.sh --package       also what makes and checks the .deb
@@ -35,7 +36,7 @@ packages=(
 )
 case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-14-dev libfuzzer-14-dev) ;;
-  --screenshots) packages+=(imagemagick) ;;
+  --screenshots) packages+=(imagemagick adwaita-qt6) ;;
   --bench) packages+=(sqlite3) ;;
   --package) packages+=(dpkg-dev file lintian) ;;
   --install-test) packages+=(dpkg-dev file lintian debootstrap) ;;
