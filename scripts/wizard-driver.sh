@@ -70,9 +70,11 @@ wizard_has_focus() {
 # A key that ends the module can end its window between the key's press and
 # its release; xdotool then stops before the release, and the X server, which
 # holds the key down, repeats it into the next window that has the focus (an
-# Escape that cancels the next wizard). So the key is always released.
+# Escape that cancels the next wizard). So the key is always released (the
+# server ignores the release of a key that is up).
 key() {
-  xdotool key --window "$wizard" "$1" 2>/dev/null || xdotool keyup "$1" 2>/dev/null || true
+  xdotool key --window "$wizard" "$1" 2>/dev/null || true
+  xdotool keyup "$1" 2>/dev/null || true
   sleep "${2:-0.6}"
 }
 
