@@ -77,7 +77,8 @@ void HostWindowEmbedding::TakeKeyboard() {
   if (native == nullptr || !native->isExposed()) return;
   // Another window of the module in front (a message box, the help) keeps
   // the keyboard while it is open.
-  if (QWidget* modal = QApplication::activeModalWidget(); modal != nullptr && modal != window_) {
+  if (const QWidget* modal = QApplication::activeModalWidget();
+      modal != nullptr && modal != window_) {
     return;
   }
   xcb_connection_t* connection = Connection();

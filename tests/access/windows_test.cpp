@@ -58,7 +58,7 @@ constexpr const char* kRoot = "SOFTWARE\\Kestrelsoft\\Diary";
 
 // ---- Which language a text is in ---------------------------------------------
 
-std::string Trimmed(std::string text) {
+std::string Trimmed(const std::string& text) {
   const size_t first = text.find_first_not_of(" \t");
   const size_t last = text.find_last_not_of(" \t");
   return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
@@ -254,7 +254,7 @@ std::vector<std::string> CutTexts(QWidget* window) {
       if (combo->sizeHint().width() > combo->width()) cut.push_back(name);
     } else if (auto* tabs = qobject_cast<QTabBar*>(widget)) {
       for (QToolButton* scroll : tabs->findChildren<QToolButton*>()) {
-        if (scroll->isVisible()) cut.push_back("the tabs scroll");
+        if (scroll->isVisible()) cut.emplace_back("the tabs scroll");
       }
       for (int i = 0; i < tabs->count(); ++i) {
         const QString caption = QString::fromStdString(WithoutAccessKey(U(tabs->tabText(i))));
@@ -558,8 +558,8 @@ TEST_P(KeyboardTest, TabKeysSwitchTabsFromAnEventBoxAndAccessKeysAct) {
     QTest::keyClick(QApplication::focusWidget(), cancel, Qt::AltModifier);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !main->session().context().SetupBusy; }));
   });
-  EXPECT_FALSE(
-      hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accutrend DM", "Event4", "").size());
+  EXPECT_TRUE(
+      hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accutrend DM", "Event4", "").empty());
 }
 
 // The loss line keeps a contrast of at least 4.5 to 1 against the window in
