@@ -587,6 +587,17 @@ TEST_P(KeyboardTest, TheLossLineIsReadableInEveryPalette) {
   QApplication::setPalette(before);
 }
 
+// A meter without a setup dialog shows no setup frame, even where the
+// installation sets "Configure_Meter" for it (the frame would be empty).
+TEST_P(KeyboardTest, NoEmptySetupFrame) {
+  Install(17);
+  Start(17);
+  EXPECT_FALSE(Find("frameSetup")->isVisible());
+  Install(13);
+  Start(13);
+  EXPECT_TRUE(Find("frameSetup")->isVisible() && Find("cmdSetup")->isVisible());
+}
+
 INSTANTIATE_TEST_SUITE_P(Languages, KeyboardTest, ::testing::Values("English", "Deutsch"));
 
 }  // namespace

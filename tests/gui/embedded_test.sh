@@ -94,7 +94,8 @@ wait_for '[[ -s $work/display ]]' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb 
 DISPLAY=:$(head -1 "$work/display")
 export DISPLAY
 wait_for 'xdpyinfo >/dev/null 2>&1' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb serves no client"; }
-openbox --sm-disable 2>"$work/openbox.err" &
+# Its log goes to a cache folder of the test's own.
+XDG_CACHE_HOME="$work/cache" XDG_CONFIG_HOME="$work/config" openbox --sm-disable 2>"$work/openbox.err" &
 wait_for 'xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q "window id"' 100 \
   || fail "the window manager did not start: $(cat "$work/openbox.err")"
 
