@@ -6,7 +6,8 @@
 # take the keyboard itself, so that Return alone drives it to the end; then
 # the keyboard is the diary's again. When the diary's window is destroyed in
 # the middle of the wizard, the module ends within one second, as a cancel
-# ends it (the port in use stored). Every other wait is for a state, bounded;
+# ends it (the port in use stored). F1 opens the help in front, with the
+# keyboard, and Escape gives it back. Every other wait is for a state, bounded;
 # every process the test starts stays its child and is ended on every way out.
 #   embedded_test.sh BUILD_DIR SOURCE_DIR
 set -euo pipefail
@@ -107,6 +108,19 @@ xdotool mousemove 1023 767
 module=$!
 wizard_inside
 wizard_has_keyboard "as it appears"
+# F1 opens the help in front of the diary with the keyboard; Escape closes it
+# and the keyboard is the wizard's again.
+xdotool key F1
+wait_for 'help=$(xdotool search --onlyvisible --name "Meter import – Help" 2>/dev/null | head -1);
+  [[ -n $help && $(focus) == "$help" ]]' 100 || fail "the help did not come up with the keyboard"
+# The window manager's stacking order, bottom to top, as decimal ids.
+stacking=$(for id in $(xprop -root _NET_CLIENT_LIST_STACKING | sed 's/.*# //; s/,/ /g'); do
+  echo $((id))
+done)
+[[ $(echo "$stacking" | grep -n "^$help\$" | cut -d: -f1) -gt $(echo "$stacking" | grep -n "^$diary\$" | cut -d: -f1) ]] \
+  || fail "the help is behind the diary"
+xdotool key Escape
+wizard_has_keyboard "after the help"
 for screen in port switch-on transfer; do
   xdotool key Return
   wizard_has_keyboard "after the key that leads to the $screen screen"
