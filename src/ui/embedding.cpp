@@ -61,6 +61,17 @@ std::unique_ptr<HostWindowEmbedding> HostWindowEmbedding::Embed(QWidget* window,
 HostWindowEmbedding::HostWindowEmbedding(QWidget* window, uint32_t host,
                                          std::function<void()> on_host_gone)
     : window_(window), host_(host), on_host_gone_(std::move(on_host_gone)) {
+  // Both run after the event at hand: the click, the step or the closing
+  // window has had its effect, and the module may end outside Qt's
+  // handling of an X event.
+  for (QTimer* soon : {&take_soon_, &gone_soon_}) {
+    soon->setSingleShot(true);
+    soon->setInterval(0);
+  }
+  connect(&take_soon_, &QTimer::timeout, this, &HostWindowEmbedding::TakeKeyboard);
+  connect(&gone_soon_, &QTimer::timeout, this, [this] {
+    if (on_host_gone_) on_host_gone_();
+  });
   QCoreApplication::instance()->installNativeEventFilter(this);
   qApp->installEventFilter(this);
 }
@@ -71,7 +82,6 @@ HostWindowEmbedding::~HostWindowEmbedding() {
 }
 
 void HostWindowEmbedding::TakeKeyboard() {
-  pending_ = false;
   if (host_gone_ || given_back_ || !window_->isVisible()) return;
   QWindow* native = window_->windowHandle();
   if (native == nullptr || !native->isExposed()) return;
@@ -98,10 +108,7 @@ void HostWindowEmbedding::GiveKeyboardBack() {
 }
 
 void HostWindowEmbedding::TakeKeyboardSoon() {
-  if (pending_) return;
-  pending_ = true;
-  // After the click, the step or the closing window has had its effect.
-  QTimer::singleShot(0, this, [this] { TakeKeyboard(); });
+  take_soon_.start();
 }
 
 bool HostWindowEmbedding::nativeEventFilter(const QByteArray& type, void* message, qintptr*) {
@@ -110,10 +117,7 @@ bool HostWindowEmbedding::nativeEventFilter(const QByteArray& type, void* messag
   if ((event->response_type & 0x7f) != XCB_DESTROY_NOTIFY) return false;
   if (reinterpret_cast<const xcb_destroy_notify_event_t*>(event)->window != host_) return false;
   host_gone_ = true;
-  if (on_host_gone_) {
-    // Not inside Qt's handling of the X event: the module may end here.
-    QTimer::singleShot(0, this, [this] { on_host_gone_(); });
-  }
+  gone_soon_.start();
   return false;
 }
 
@@ -138,6 +142,16 @@ bool HostWindowEmbedding::eventFilter(QObject* watched, QEvent* event) {
       // One of the module's own windows in front of the wizard closed.
       if (auto* widget = qobject_cast<QWidget*>(watched);
           widget != nullptr && widget->windowType() == Qt::Dialog && widget != window_) {
+        dialog_closed_.start();
+        TakeKeyboardSoon();
+      }
+      break;
+    case QEvent::WindowDeactivate:
+      // A window manager gives the focus to the diary's window when a window
+      // of the module closes, often after the wizard has taken it: right
+      // after such a close, the wizard takes it back once.
+      if (watched == window_ && dialog_closed_.isValid() && dialog_closed_.elapsed() < 1000) {
+        dialog_closed_.invalidate();
         TakeKeyboardSoon();
       }
       break;

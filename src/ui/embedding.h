@@ -10,7 +10,9 @@
 // as a cancel does.
 
 #include <QtCore/QAbstractNativeEventFilter>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
+#include <QtCore/QTimer>
 
 #include <cstdint>
 #include <functional>
@@ -53,7 +55,10 @@ class HostWindowEmbedding : public QObject, public QAbstractNativeEventFilter {
   std::function<void()> on_host_gone_;
   bool host_gone_ = false;
   bool given_back_ = false;
-  bool pending_ = false;
+  QTimer take_soon_;
+  QTimer gone_soon_;
+  // When a window of the module in front of the wizard last closed.
+  QElapsedTimer dialog_closed_;
 };
 
 }  // namespace mi

@@ -432,7 +432,7 @@ TEST_P(WindowsTest, EveryWindowSpeaksOneLanguageNamesItsControlsAndHasUniqueAcce
 TEST_P(WindowsTest, QtsOwnBoxesSpeakTheCatalogueLanguage) {
   Start(13);  // the start-up loads Qt's texts of the language
   QtMessageBoxes real;
-  const auto look_and_close = [this](const std::string& where) {
+  const auto look_and_close = [this](const char* where) {
     QTimer::singleShot(0, [this, where] {
       QWidget* box = QApplication::activeModalWidget();
       ASSERT_NE(box, nullptr) << where;
