@@ -3,7 +3,8 @@
 # need, and only those that are missing. Safe to run again.
 #   scripts/install-deps.sh            build and test packages
 #   scripts/install-deps.sh --fuzz     also clang and libFuzzer
-#   scripts/install-deps.sh --screenshots   also ImageMagick (scripts/screenshots.sh,
+#   scripts/install-deps.sh --screenshots   also ImageMagick and the high-contrast
+#                                           style (scripts/screenshots.sh,
 #                                           scripts/run.sh --screenshots)
 #   scripts/install-deps.sh --bench    also the sqlite3 shell (the hive benchmarks)
 #   scripts/install-deps.sh --package       also what makes and checks the .deb
@@ -26,10 +27,16 @@ packages=(
   dbus-daemon dbus-session-bus-common dbus-bin
   # Windows shown and driven on a virtual display; fonts, "Arial" among them.
   xvfb xauth xdotool x11-utils fonts-dejavu-core fonts-liberation2
+  # A window manager for the tests of the wizard inside the diary's window.
+  openbox
+  # Qt's own texts (standard buttons, input boxes) in the catalogue's language.
+  qt6-translations-l10n
+  # The accessibility bus and a client that walks the windows' tree on it.
+  at-spi2-core python3-pyatspi
 )
 case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-14-dev libfuzzer-14-dev) ;;
-  --screenshots) packages+=(imagemagick) ;;
+  --screenshots) packages+=(imagemagick adwaita-qt6) ;;
   --bench) packages+=(sqlite3) ;;
   --package) packages+=(dpkg-dev file lintian) ;;
   --install-test) packages+=(dpkg-dev file lintian debootstrap) ;;

@@ -2,7 +2,10 @@
 # Makes the pictures of the module's windows that the README shows: every
 # screen of the wizard and every tab of the three setup dialogs, in English
 # and in German, from the real program on a demo installation with the
-# simulated meter, on a virtual display of its own.
+# simulated meter, on a virtual display of its own: as they are
+# (LANGUAGE-*.png), at 200 % scale (QT_SCALE_FACTOR=2, LANGUAGE-scale200-*.png)
+# and with a high-contrast style and palette (Adwaita-HighContrastInverse,
+# LANGUAGE-contrast-*.png).
 #   scripts/screenshots.sh FOLDER     e.g. docs/screenshots (the README's)
 # It writes only its pictures (English-*.png, Deutsch-*.png) into FOLDER,
 # replacing those of an earlier run; its demo installations lie in a
@@ -42,8 +45,11 @@ mkdir -m 700 "$XDG_RUNTIME_DIR"
 unset DBUS_SESSION_BUS_ADDRESS  # no host to tell: the link stays closed
 start_display
 
-for language in English Deutsch; do
-  demo="$work/demo-$language"
+# pictures LANGUAGE PREFIX: every screen and setup tab in LANGUAGE, each as
+# FOLDER/PREFIX-NAME.png.
+pictures() {
+  local language=$1 prefix=$2
+  demo="$work/demo-$prefix"
   # A memory that takes its time, so that the transfer can be seen.
   memory="$work/slow.json"
   sed 's/"ms_per_record": [0-9]*/"ms_per_record": 12/' \
@@ -53,12 +59,12 @@ for language in English Deutsch; do
   settings 'HKLM\SOFTWARE\Kestrelsoft\Demo\modules\Accutrend sensor complete' USBDriver "FTDI VCP"
 
   start_wizard Demo 1 1 13
-  shot "$out/$language-1-introduction.png"
-  key Return; shot "$out/$language-2-port.png"
-  key Return; shot "$out/$language-3-switch-on.png"
-  key Return 1.5; shot "$out/$language-4-transfer.png"
+  shot "$out/$prefix-1-introduction.png"
+  key Return; shot "$out/$prefix-2-port.png"
+  key Return; shot "$out/$prefix-3-switch-on.png"
+  key Return 1.5; shot "$out/$prefix-4-transfer.png"
   wait_result
-  shot "$out/$language-5-result.png"
+  shot "$out/$prefix-5-result.png"
   key Escape 0.5
   wizard_ends
 
@@ -68,7 +74,7 @@ for language in English Deutsch; do
   start_wizard Demo 2 1 13
   key Return; key Return; key Return
   wait_result
-  shot "$out/$language-6-result-with-loss.png"
+  shot "$out/$prefix-6-result-with-loss.png"
   key Escape 0.5
   wizard_ends
 
@@ -86,11 +92,17 @@ for language in English Deutsch; do
     start_wizard Demo 3 1 "$id"
     key "$setup_key" 1
     for tab in $(seq "$tabs"); do
-      shot "$out/$language-setup-$id-tab$tab.png"
+      shot "$out/$prefix-setup-$id-tab$tab.png"
       key ctrl+Tab
     done
     key Escape 0.5  # closes the dialog
     key Escape 0.5  # ends the module
     wizard_ends
   done
+}
+
+for language in English Deutsch; do
+  pictures "$language" "$language"
+  QT_SCALE_FACTOR=2 pictures "$language" "$language-scale200"
+  QT_STYLE_OVERRIDE=Adwaita-HighContrastInverse pictures "$language" "$language-contrast"
 done

@@ -45,20 +45,36 @@ start_wizard() {
   module=$!
   wizard=""
   # Qt may replace its first native window, so the window is looked up again
-  # until the one found is the one that has the focus.
-  if ! wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -n 1) &&
-      [[ -n $wizard ]] && xdotool windowfocus "$wizard" 2>/dev/null &&
-      [[ $(xdotool getwindowfocus 2>/dev/null) == "$wizard" ]]' 200; then
+  # until the one found is the one that has the focus (the X focus itself:
+  # without -f, xdotool names the window under the pointer when the focus is
+  # on the root window).
+  if ! wizard_has_focus; then
     echo "The wizard did not come up:" >&2
     cat "$work/wizard.err" >&2
     return 1
   fi
   sleep 0.6  # its first painting
+  # A window replaced after it took the focus leaves the focus on the root.
+  wizard_has_focus
+}
+
+# Finds the wizard's window and gives it the keyboard focus.
+wizard_has_focus() {
+  wait_for 'wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -n 1) &&
+      [[ -n $wizard ]] && { [[ $(xdotool getwindowfocus -f 2>/dev/null) == "$wizard" ]] ||
+      { xdotool windowfocus "$wizard" 2>/dev/null && sleep 0.1 &&
+        [[ $(xdotool getwindowfocus -f 2>/dev/null) == "$wizard" ]]; }; }' 200
 }
 
 # key KEY [SECONDS]: a keystroke for the wizard, then time for it to paint.
+# A key that ends the module can end its window between the key's press and
+# its release; xdotool then stops before the release, and the X server, which
+# holds the key down, repeats it into the next window that has the focus (an
+# Escape that cancels the next wizard). So the key is always released (the
+# server ignores the release of a key that is up).
 key() {
   xdotool key --window "$wizard" "$1" 2>/dev/null || true
+  xdotool keyup "$1" 2>/dev/null || true
   sleep "${2:-0.6}"
 }
 

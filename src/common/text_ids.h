@@ -151,6 +151,20 @@ inline constexpr int16_t kTextSetupOk = 1325;
 inline constexpr int16_t kTextSetupEvents = 1326;
 inline constexpr int16_t kTextSetupMeterEvent = 1327;
 
+// ---- Help, Qt's own texts, accessibility ------------------------------------
+
+// The language of Qt's own texts (standard buttons, input boxes, the help
+// window's menus): the code of Qt's translation files ("en", "de").
+inline constexpr int16_t kTextQtLanguage = 1340;
+// The help window: its title and its close button ("caption|tooltip").
+inline constexpr int16_t kTextHelpTitle = 1341;
+inline constexpr int16_t kTextHelpClose = 1342;
+// The names that screen readers give the controls without a caption: the
+// two bars of the transfer and the port list.
+inline constexpr int16_t kTextReadingBar = 1343;
+inline constexpr int16_t kTextWritingBar = 1344;
+inline constexpr int16_t kTextPortList = 1345;
+
 namespace text_ids_detail {
 
 inline constexpr int16_t kSingleIds[] = {
@@ -223,6 +237,12 @@ inline constexpr int16_t kSingleIds[] = {
     kTextLossNotice,
     kTextDetails,
     kTextLossDetails,
+    kTextQtLanguage,
+    kTextHelpTitle,
+    kTextHelpClose,
+    kTextReadingBar,
+    kTextWritingBar,
+    kTextPortList,
 };
 
 inline constexpr size_t kCount =

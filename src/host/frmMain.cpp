@@ -5,11 +5,14 @@
 
 #include <limits>
 
+#include "common/text_ids.h"
 #include "common/wait.h"
 #include "setup/frmSetup.h"
 #include "shell/command_line.h"
+#include "ui/embedding.h"
 #include "ui/localise.h"
 #include "ui/pictures.h"
+#include "ui/qt_language.h"
 #include "wizard/frmAccuSensorComplete.h"
 
 namespace mi {
@@ -60,7 +63,11 @@ void frmMain::Load(const std::string& command_line) {
   link_.Open();
   MakeTopmost(this);
   std::string message;
-  if (!session_.Start(command_line, &message)) {
+  const bool started = session_.Start(command_line, &message);
+  // Qt's own texts (standard buttons, input boxes) in the catalogue's
+  // language.
+  UseQtLanguage(session_.Text(kTextQtLanguage));
+  if (!started) {
     session_.TellNotices();
     if (session_.way_out() == WayOut::kNoMeterId) {
       services_.messages->Show(nullptr, message, MessageIcon::kNone);
@@ -83,7 +90,8 @@ void frmMain::Action(int16_t mode) {
     wizard_->imgstp(0)->LoadPicture(mode + 100);
   }
   wizard_->Form_Load();
-  EmbedIntoHostWindow(wizard_.get(), context.HostWindow);
+  embedding_ =
+      HostWindowEmbedding::Embed(wizard_.get(), context.HostWindow, [this] { HostWindowGone(); });
   session_.TellNotices();
   wizard_->Go();
 }
@@ -118,11 +126,21 @@ void frmMain::SetFinished(bool finished) {
   if (services_.end_process) services_.end_process();
 }
 
+void frmMain::HostWindowGone() {
+  if (wizard_) {
+    wizard_->cmdCancel_Click();
+  } else {
+    SetFinished(true);
+  }
+}
+
 void frmMain::Unload() {
   if (unloaded_) return;
   unloaded_ = true;
-  // The wizard first, then the meter driver, then the status link; the
-  // language module goes with the session.
+  // The keyboard goes back to the diary's window; then the wizard, the
+  // meter driver and the status link end; the language module goes with
+  // the session.
+  if (embedding_) embedding_->GiveKeyboardBack();
   if (wizard_) wizard_->Form_Unload();
   session_.CloseMeterDriver();
   link_.Close();

@@ -23,6 +23,7 @@ class QListWidget;
 namespace mi {
 
 class frmAccuSensorComplete;
+class HostWindowEmbedding;
 
 // The field splitter of the window (object name "vsawk"): cuts the command
 // line into its fields.
@@ -66,6 +67,8 @@ class frmMain : public QWidget, public WizardHost {
   // Sets the caption of `status`; a change is sent to the host.
   class StatusLabel;
   void Unload();
+  // The diary's window is gone: the module ends as a cancel ends it.
+  void HostWindowGone();
 
   WindowServices services_;
   StatusLink& link_;
@@ -75,6 +78,9 @@ class frmMain : public QWidget, public WizardHost {
   QListWidget* lbMeters_;
   QLabel* status_;
   std::unique_ptr<frmAccuSensorComplete> wizard_;
+  // The wizard inside the diary's window (null when it has a window of its
+  // own).
+  std::unique_ptr<HostWindowEmbedding> embedding_;
   bool finished_ = false;
   bool unloaded_ = false;
 };

@@ -11,7 +11,7 @@ namespace mi {
 namespace {
 
 constexpr SetupCheck kGlucose{"Glucose_Available", "Blut&zucker", kTextSetupCheckGlucose};
-constexpr SetupCheck kInsulin{"Insulin_Available", "&Insulin", kTextSetupCheckInsulin};
+constexpr SetupCheck kInsulin{"Insulin_Available", "I&nsulin", kTextSetupCheckInsulin};
 constexpr SetupCheck kPump{"InsulinPumpData_Available", "&Pumpenboli", kTextSetupCheckPump};
 constexpr SetupCheck kMeals{"Intakes_Available", "&Mahlzeiten", kTextSetupCheckMeals};
 constexpr SetupCheck kExercise{"ExerciseData_Available", "&Sport", kTextSetupCheckExercise};
@@ -38,7 +38,7 @@ std::optional<SetupFamily> SetupFamilyFor(SetupDialog dialog) {
     case SetupDialog::kComplete:
       return SetupFamily{dialog,
                          "frmSetupComplete",
-                         "&Allgemein|&Insulin|Laborwerte",
+                         "All&gemein|&Insulin|Laborwerte",
                          kTextSetupTabsKetones,
                          kSixChecks,
                          14,
@@ -50,7 +50,7 @@ std::optional<SetupFamily> SetupFamilyFor(SetupDialog dialog) {
     case SetupDialog::kGlucotrend:
       return SetupFamily{dialog,
                          dialog == SetupDialog::kDM ? "frmSetupDM" : "frmSetupGlucotrend",
-                         "&Allgemein|&Insulin|&Events|Eventd d",
+                         "All&gemein|&Insulin|&Events|Eventd d",
                          kTextSetupTabsEvents,
                          kFourChecks,
                          2,

@@ -14,6 +14,8 @@
 #include <QtWidgets/QVBoxLayout>
 
 #include <QtCore/QSignalBlocker>
+#include <QtGui/QKeySequence>
+#include <QtGui/QShortcut>
 
 #include <optional>
 #include <span>
@@ -21,6 +23,7 @@
 #include "common/text_helpers.h"
 #include "common/text_ids.h"
 #include "transfer/import_session.h"
+#include "ui/accessibility.h"
 #include "ui/localise.h"
 #include "ui/window_services.h"
 
@@ -31,9 +34,10 @@ void SetTag(QWidget* widget, int16_t text) {
   widget->setProperty(kTagProperty, QStringLiteral("L%1").arg(text));
 }
 
-QLabel* NewLabel(QWidget* parent, const char* german, int16_t text = 0) {
+QLabel* NewLabel(QWidget* parent, const char* german, int16_t text = 0, const QString& name = {}) {
   auto* label = new QLabel(QString::fromUtf8(german), parent);
   if (text != 0) SetTag(label, text);
+  if (!name.isEmpty()) label->setObjectName(name);
   return label;
 }
 
@@ -80,6 +84,8 @@ void frmSetup::Build() {
   outer->setContentsMargins(0, 0, 0, 0);
   vstab_ = new QTabWidget(this);
   vstab_->setObjectName("vstab");
+  // Every tab's caption shows whole: the dialog is as wide as its tabs.
+  vstab_->tabBar()->setUsesScrollButtons(false);
   SetTag(vstab_, model_.family().tabs_text);
   outer->addWidget(vstab_, 1);
   std::vector<std::string> tab_names;
@@ -124,7 +130,7 @@ void frmSetup::Build() {
       if (on) model_.SetBuConversion(option);
     });
     auto* factor = new QHBoxLayout();
-    factor->addWidget(NewLabel(general, "1 BE=", kTextSetupBreadUnitIs));
+    factor->addWidget(NewLabel(general, "1 BE=", kTextSetupBreadUnitIs, "lblBreadUnit"));
     buf_group_ = new QButtonGroup(this);
     const char* grams[2] = {"10 g", "12 g"};
     const int16_t gram_texts[2] = {kTextSetupTenGrams, kTextSetupTwelveGrams};
@@ -148,10 +154,14 @@ void frmSetup::Build() {
   auto* insulin = new QWidget;
   {
     auto* layout = new QVBoxLayout(insulin);
-    layout->addWidget(
-        NewLabel(insulin, "Insulinbezeichnungen übersetzen:", kTextSetupInsulinNames));
+    layout->addWidget(NewLabel(insulin, "Insulinbezeichnungen übersetzen:", kTextSetupInsulinNames,
+                               "lblInsulinNames"));
     List1_ = new QListWidget(insulin);
     List1_->setObjectName("List1");
+    // A long name wraps onto a second line rather than being cut off.
+    List1_->setWordWrap(true);
+    List1_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    List1_->setResizeMode(QListView::Adjust);
     layout->addWidget(List1_, 1);
     auto* buttons = new QHBoxLayout();
     const char* captions[2] = {"&Ändern ...", "&Zurücksetzen"};
@@ -179,7 +189,8 @@ void frmSetup::Build() {
     for (int i = 0; i < 5; ++i) {
       const auto slot = static_cast<size_t>(i);
       grid->addWidget(NewLabel(ketones, kKetoneClasses[slot].german,
-                               static_cast<int16_t>(kTextSetupKetoneFirst + i)),
+                               static_cast<int16_t>(kTextSetupKetoneFirst + i),
+                               QStringLiteral("lblKetone_%1").arg(i)),
                       i, 0);
       Text1_[slot] = new QLineEdit(ketones);
       Text1_[slot]->setObjectName(QStringLiteral("Text1_%1").arg(i));
@@ -187,7 +198,7 @@ void frmSetup::Build() {
       connect(Text1_[slot], &QLineEdit::textChanged, this,
               [this, slot](const QString& text) { model_.SetKetone(slot, U(text)); });
       grid->addWidget(Text1_[slot], i, 1);
-      grid->addWidget(NewLabel(ketones, "mmol/l", kTextSetupUnit), i, 2);
+      grid->addWidget(NewLabel(ketones, "mmol/l", kTextSetupUnit, "lblUnit"), i, 2);
     }
     grid->setColumnStretch(3, 1);
     layout->addLayout(grid);
@@ -235,6 +246,56 @@ void frmSetup::Build() {
   outer->addLayout(buttons);
   connect(cmdNext_, &QPushButton::clicked, this, [this] { cmdNext_Click(); });
   connect(cmdCancel_, &QPushButton::clicked, this, [this] { cmdCancel_Click(); });
+  SetUpTabKeys();
+}
+
+void frmSetup::SetUpTabKeys() {
+  // Ctrl+Tab and Ctrl+PgDn go to the next tab, Ctrl+Shift+Tab and Ctrl+PgUp
+  // to the one before, wherever the focus is in the dialog: a combo box
+  // would otherwise take Ctrl+PgDn as a choice of its own.
+  const auto add = [this](const QKeySequence& keys, int direction) {
+    auto* shortcut = new QShortcut(keys, this);
+    shortcut->setContext(Qt::WidgetWithChildrenShortcut);
+    connect(shortcut, &QShortcut::activated, this, [this, direction] {
+      const int count = vstab_->count();
+      vstab_->setCurrentIndex((vstab_->currentIndex() + direction + count) % count);
+    });
+  };
+  add(QKeySequence(Qt::CTRL | Qt::Key_Tab), 1);
+  add(QKeySequence(Qt::CTRL | Qt::Key_PageDown), 1);
+  add(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Backtab), -1);
+  add(QKeySequence(Qt::CTRL | Qt::Key_PageUp), -1);
+}
+
+void frmSetup::SetAccessibleTexts() {
+  // Inside the wizard, the tabs are the dialog: they carry its title.
+  vstab_->setAccessibleName(windowTitle());
+  // The controls without a caption are named by the label beside them.
+  const auto name_by = [this](QWidget* control, const QString& label_name,
+                              const QString& description = {}) {
+    auto* label = findChild<QLabel*>(label_name);
+    if (control == nullptr || label == nullptr) return;
+    label->setBuddy(control);
+    control->setAccessibleName(Q(WithoutAccessKey(U(label->text()))));
+    if (!description.isEmpty()) control->setAccessibleDescription(description);
+  };
+  name_by(List1_, "lblInsulinNames");
+  const auto* unit = findChild<QLabel*>("lblUnit");
+  for (size_t i = 0; i < Text1_.size(); ++i) {
+    name_by(Text1_[i], QStringLiteral("lblKetone_%1").arg(i), unit ? unit->text() : QString());
+  }
+  for (size_t i = 0; i < cbEventC_.size(); ++i) {
+    name_by(cbEventC_[i], QStringLiteral("lblEventcbEventC_%1").arg(i));
+  }
+  for (size_t i = 0; i < cbEventD_.size(); ++i) {
+    name_by(cbEventD_[i], QStringLiteral("lblEventcbEventD_%1").arg(i));
+  }
+  // "10 g" and "12 g" say what they are with "1 BU =" before them.
+  if (const auto* bread_unit = findChild<QLabel*>("lblBreadUnit")) {
+    for (QRadioButton* option : optBUF_) {
+      option->setAccessibleDescription(bread_unit->text().trimmed());
+    }
+  }
 }
 
 QComboBox* frmSetup::NewEventBox(QWidget* tab, const char* name, int meter_event) {
@@ -279,6 +340,7 @@ void frmSetup::Form_Load() {
     const std::string text = session_.Text(kTextSetupMeterEvent, U(number));
     if (!text.empty()) label->setText(Q(text));
   }
+  SetAccessibleTexts();
 }
 
 void frmSetup::ShowKetones() {
@@ -330,6 +392,11 @@ void frmSetup::ShowValues() {
     }
     for (int meter_event = kFirstEventD; meter_event <= kLastSetupEvent; ++meter_event) {
       ShowEvent(meter_event);
+    }
+    // The longest diary event shows whole in every box.
+    for (const auto& boxes :
+         {std::span<QComboBox* const>(cbEventC_), std::span<QComboBox* const>(cbEventD_)}) {
+      for (QComboBox* box : boxes) box->setMinimumWidth(box->sizeHint().width());
     }
   }
 }

@@ -57,6 +57,11 @@ class frmSetup : public QWidget {
 
  private:
   void Build();
+  // The keys that switch tabs, also from inside a combo box.
+  void SetUpTabKeys();
+  // The names a screen reader gives the controls without a caption, after
+  // the texts are localised.
+  void SetAccessibleTexts();
   std::string Text(int16_t id) const;
   // The controls as the model has them.
   void ShowValues();

@@ -1,6 +1,8 @@
 #include "ui/message_boxes.h"
 
+#include <QtGui/QFontMetrics>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QGridLayout>
 #include <QtWidgets/QInputDialog>
 #include <QtWidgets/QMessageBox>
 
@@ -27,6 +29,16 @@ QString TitleOr(const std::string& title) {
   return title.empty() ? QGuiApplication::applicationDisplayName() : QString::fromStdString(title);
 }
 
+// The width at which a window manager shows `title` whole in the frame
+// above a window, with the frame's buttons beside it: the title in a bold
+// font a quarter larger than the window's, and eight lines' height.
+int TitleWidth(const QWidget& window, const QString& title) {
+  QFont font = window.font();
+  font.setBold(true);
+  const QFontMetrics metrics(font);
+  return metrics.horizontalAdvance(title) * 5 / 4 + 8 * metrics.height();
+}
+
 }  // namespace
 
 MessageAnswer QtMessageBoxes::Show(QWidget* parent, const std::string& text, MessageIcon icon,
@@ -35,6 +47,13 @@ MessageAnswer QtMessageBoxes::Show(QWidget* parent, const std::string& text, Mes
                   parent);
   // The module's windows stay on top; so do its messages.
   box.setWindowFlag(Qt::WindowStaysOnTopHint);
+  // A short text makes a narrow box; it is kept wide enough for its whole
+  // title (a message box sizes itself, so the room is made in its layout).
+  if (auto* grid = qobject_cast<QGridLayout*>(box.layout())) {
+    grid->addItem(new QSpacerItem(TitleWidth(box, box.windowTitle()), 0, QSizePolicy::Minimum,
+                                  QSizePolicy::Expanding),
+                  grid->rowCount(), 0, 1, grid->columnCount());
+  }
   switch (buttons) {
     case MessageButtons::kOk:
       box.setStandardButtons(QMessageBox::Ok);
@@ -46,7 +65,10 @@ MessageAnswer QtMessageBoxes::Show(QWidget* parent, const std::string& text, Mes
       box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
       break;
   }
-  switch (box.exec()) {
+  const int answer = box.exec();
+  // Closed, the box gives the keyboard back to the window it was shown over.
+  if (parent != nullptr) parent->window()->activateWindow();
+  switch (answer) {
     case QMessageBox::Cancel:
       return MessageAnswer::kCancel;
     case QMessageBox::Yes:
@@ -63,12 +85,15 @@ MessageAnswer QtMessageBoxes::Show(QWidget* parent, const std::string& text, Mes
 std::optional<std::string> QtMessageBoxes::Input(QWidget* parent, const std::string& prompt,
                                                  const std::string& title,
                                                  const std::string& preset) {
-  bool accepted = false;
-  const QString text = QInputDialog::getText(parent, TitleOr(title), QString::fromStdString(prompt),
-                                             QLineEdit::Normal, QString::fromStdString(preset),
-                                             &accepted, Qt::WindowStaysOnTopHint);
+  QInputDialog box(parent, Qt::WindowStaysOnTopHint);
+  box.setWindowTitle(TitleOr(title));
+  box.setLabelText(QString::fromStdString(prompt));
+  box.setTextValue(QString::fromStdString(preset));
+  box.setMinimumWidth(TitleWidth(box, box.windowTitle()));
+  const bool accepted = box.exec() == QDialog::Accepted;
+  if (parent != nullptr) parent->window()->activateWindow();
   if (!accepted) return std::nullopt;
-  return text.toStdString();
+  return box.textValue().toStdString();
 }
 
 }  // namespace mi

@@ -1,8 +1,10 @@
 #include "ui/pictures.h"
 
 #include <QtCore/QFile>
+#include <QtGui/QAccessible>
 #include <QtGui/QPainter>
 #include <QtSvg/QSvgRenderer>
+#include <QtWidgets/QAccessibleWidget>
 
 namespace mi {
 
@@ -15,7 +17,23 @@ std::optional<QByteArray> PictureResource(int id) {
   return file.readAll();
 }
 
+namespace {
+
+// A screen reader takes a picture box for the picture it is (its name, the
+// meter's, is set by the window that shows it).
+QAccessibleInterface* PictureAccessible(const QString& class_name, QObject* object) {
+  if (class_name != QLatin1String("mi::PictureBox") || !object->isWidgetType()) return nullptr;
+  return new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::Graphic);
+}
+
+}  // namespace
+
 PictureBox::PictureBox(QWidget* parent) : QWidget(parent), renderer_(new QSvgRenderer(this)) {
+  static const bool installed = [] {
+    QAccessible::installFactory(PictureAccessible);
+    return true;
+  }();
+  (void)installed;
   setMinimumSize(80, 100);
 }
 

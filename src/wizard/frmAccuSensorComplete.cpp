@@ -20,6 +20,8 @@
 
 #include "common/text_helpers.h"
 #include "common/text_ids.h"
+#include "ui/accessibility.h"
+#include "ui/help_window.h"
 #include "ui/localise.h"
 #include "ui/pictures.h"
 #include "ui/window_services.h"
@@ -266,7 +268,6 @@ void frmAccuSensorComplete::Build() {
     layout->addLayout(grid);
     lblLoss_ =
         NewLabel(contSuccess_, "lblLoss", "Nicht alles konnte übernommen werden.", kTextLossNotice);
-    lblLoss_->setStyleSheet("color: #a00000;");
     lblLoss_->hide();
     layout->addWidget(lblLoss_);
     cmdDetails_ = NewButton(contSuccess_, "cmdDetails", "&Details ...",
@@ -359,6 +360,7 @@ void frmAccuSensorComplete::Build() {
   setTabOrder(cmdCancel_, cmdNext_);
   resize(640, 420);
   writing_progress_ = std::make_unique<WizardProgress>(this, pbar_, lblCounter_);
+  SetUpKeyboardAndSight();
 }
 
 std::string frmAccuSensorComplete::Text(int16_t id) const {
@@ -388,6 +390,7 @@ void frmAccuSensorComplete::Form_Load() {
   }
   InitFont();
   LocaliseForm(this, host_.session().shell().language());
+  SetAccessibleTexts();
   // The meter module's tables: the control is created with them, and tells
   // the progress of its reads to the transfer's bar.
   MeterControl& control = host_.session().Control();
@@ -505,6 +508,7 @@ void frmAccuSensorComplete::Show(WizardScreen screen) {
       ShowResult();
       break;
   }
+  FollowTheWork(screen);
 }
 
 void frmAccuSensorComplete::ShowPorts(const PortChoice& ports) {
@@ -532,7 +536,8 @@ void frmAccuSensorComplete::ShowPorts(const PortChoice& ports) {
 }
 
 void frmAccuSensorComplete::ShowOptions(const WizardOptions& options) {
-  frameSetup_->setVisible(options.setup_frame);
+  // The frame holds nothing but the setup button: without it, no frame.
+  frameSetup_->setVisible(options.setup_frame && options.setup);
   // The setup is offered only where the meter has a dialog.
   cmdSetup_->setVisible(options.setup);
   cmdHelp_->setVisible(options.help);
@@ -600,7 +605,8 @@ void frmAccuSensorComplete::cmdCancel_Click() {
 
 void frmAccuSensorComplete::cmdHelp_Click() {
   const std::optional<std::filesystem::path> page = flow_.HelpPage();
-  if (page && host_.services().open_help) host_.services().open_help(*page);
+  ComeBackToTheWayOn();
+  if (page) OpenHelp(this, *page, Text(kTextHelpTitle), Text(kTextHelpClose));
 }
 
 void frmAccuSensorComplete::cmdSetup_Click() {
@@ -618,9 +624,12 @@ void frmAccuSensorComplete::cmdSetup_Click() {
   cmdNext_->show();
   cmdCancel_->show();
   cmdSetup_->setEnabled(true);
+  // The next Return moves on.
+  if (cmdNext_->isEnabled()) cmdNext_->setFocus();
 }
 
 void frmAccuSensorComplete::cmdUSBInfo_Click() {
+  ComeBackToTheWayOn();
   if (const std::optional<std::string> info = flow_.UsbInfo())
     Say(*info, MessageIcon::kInformation);
 }
@@ -648,6 +657,68 @@ void frmAccuSensorComplete::Form_Unload() {
   meter_->port.SetPortOpen(false);
   SetAnimate(false);
   hide();
+}
+
+// ---- Keyboard, focus and what a screen reader tells ------------------------
+
+void frmAccuSensorComplete::SetUpKeyboardAndSight() {
+  // The asides (help, USB information) are opened on purpose: a click
+  // leaves the focus where it was, so that the next Return does not open
+  // them again.
+  cmdHelp_->setFocusPolicy(Qt::TabFocus);
+  cmdUSBInfo_->setFocusPolicy(Qt::TabFocus);
+  // The infrared-key box speaks the catalogue's language also while it is
+  // not offered (its caption then comes from the profile).
+  SetTag(chkUseIRKey_, kTextIrKey);
+  ShowLossLineReadable();
+  // Nothing is cut at the smallest size: the screens (their texts wrap)
+  // keep the room that the longest of them needs at a width of about
+  // forty-five characters; a setup dialog inside adds what it needs to the
+  // window's smallest size through the layout.
+  const QFontMetrics metrics(font());
+  auto* stack = static_cast<QGridLayout*>(screens_->layout());
+  stack->setColumnMinimumWidth(0, 45 * metrics.averageCharWidth());
+  stack->setRowMinimumHeight(0, 22 * metrics.height());
+}
+
+void frmAccuSensorComplete::SetAccessibleTexts() {
+  // Controls with a caption are named by it; these have none.
+  const std::string meter = host_.session().context().MeterDesc;
+  for (PictureBox* picture : imgstp_) picture->setAccessibleName(Q(meter));
+  SetAccessibleText(lbPorts_, Text(kTextPortList), Text(kTextPortInstruction));
+  SetAccessibleText(pgtransfer_, Text(kTextReadingBar));
+  SetAccessibleText(pbar_, Text(kTextWritingBar));
+}
+
+void frmAccuSensorComplete::FollowTheWork(WizardScreen screen) {
+  switch (screen) {
+    case WizardScreen::kReading:
+    case WizardScreen::kTransfer:
+    case WizardScreen::kWriting:
+      // While the meter is read, the one thing to do is to cancel.
+      if (cmdCancel_->isVisible()) cmdCancel_->setFocus();
+      break;
+    default:
+      break;
+  }
+}
+
+void frmAccuSensorComplete::ComeBackToTheWayOn() {
+  // The help and the USB information are asides (also when reached by their
+  // access keys): when they close, the focus is on the button that moves
+  // on, so that the next Return does not open them again.
+  if (cmdNext_->isVisible() && cmdNext_->isEnabled()) cmdNext_->setFocus();
+}
+
+void frmAccuSensorComplete::ShowLossLineReadable() {
+  QPalette palette = lblLoss_->palette();
+  palette.setColor(QPalette::WindowText, WarningColour(this->palette()));
+  lblLoss_->setPalette(palette);
+}
+
+void frmAccuSensorComplete::changeEvent(QEvent* event) {
+  if (event->type() == QEvent::PaletteChange) ShowLossLineReadable();
+  QWidget::changeEvent(event);
 }
 
 void frmAccuSensorComplete::closeEvent(QCloseEvent* event) {

@@ -96,6 +96,7 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  void changeEvent(QEvent* event) override;
 
  private:
   // WizardView.
@@ -108,6 +109,15 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
   void Finish() override;
 
   void Build();
+  // Keyboard, focus and what a screen reader tells: the help button's
+  // focus, the loss line's colour, the smallest size; the names of the
+  // controls without a caption (after the texts are localised); the focus
+  // on the button that moves the work on.
+  void SetUpKeyboardAndSight();
+  void SetAccessibleTexts();
+  void FollowTheWork(WizardScreen screen);
+  void ComeBackToTheWayOn();
+  void ShowLossLineReadable();
   void ShowResult();
   void ShowScreen(QWidget* screen);
   std::string Text(int16_t id) const;

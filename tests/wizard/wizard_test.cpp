@@ -5,13 +5,16 @@
 
 #include <gtest/gtest.h>
 
+#include <QtCore/QPointer>
 #include <QtCore/QTimer>
 #include <QtTest/QTest>
+#include <QtWidgets/QApplication>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QProgressBar>
 #include <QtWidgets/QPushButton>
+#include <QtWidgets/QTextBrowser>
 
 #include <sstream>
 
@@ -28,6 +31,7 @@
 #include "support/sample_memory.h"
 #include "support/scoped_env.h"
 #include "support/test_hives.h"
+#include "ui/help_window.h"
 #include "ui/pictures.h"
 #include "wizard/frmAccuSensorComplete.h"
 
@@ -50,7 +54,6 @@ class WizardTest : public ::testing::Test {
     environment.serial.dev = hives.dir / "dev";  // no serial devices at all
     environment.serial.lock_dirs = {};
     services.messages = &boxes;
-    services.open_help = [this](const fs::path& page) { helps.push_back(page); };
     services.end_process = [this] { ++ends; };
     Install(13, "accu-chek-sensor-complete.json");
   }
@@ -123,7 +126,6 @@ class WizardTest : public ::testing::Test {
   ImportEnvironment environment;
   test::RecordingMessageBoxes boxes;
   test::RecordingStatusLink link;
-  std::vector<fs::path> helps;
   int ends = 0;
   WindowServices services;
   std::string meter_key;
@@ -384,21 +386,39 @@ TEST_F(WizardTest, TheTransferMovesItsBarsAndLetsCancelEndTheModuleWhileWriting)
   }
 }
 
-// Help with a help file (F1 or the button open its page), the USB
-// information when the installation names the adapter's driver (whether
-// they are offered: tests/transfer/wizard_flow_test.cpp).
+// Help with a help file: F1 and the button alike open the module's own help
+// window on the page of the language in use, in front of the wizard (on top
+// as the wizard is) with the keyboard; Escape closes it and the keyboard is
+// the wizard's again, on the button that moves on. The USB information when
+// the installation names the adapter's driver (whether they are offered:
+// tests/transfer/wizard_flow_test.cpp).
 TEST_F(WizardTest, HelpAndUsbInformationWhenInstalled) {
-  test::WriteFile(hives.dir / "bin/meterimport.html", "<html></html>");
-  test::WriteFile(hives.dir / "bin/meterimport.English.html", "<html></html>");
+  test::WriteFile(hives.dir / "bin/meterimport.html", "<p>Help</p>");
+  test::WriteFile(hives.dir / "bin/meterimport.English.html", "<p>Help in English</p>");
   hives.SetMachineText(meter_key, "USBSerial", "yes");
   hives.SetMachineText(meter_key, "USBDriver", "FTDI VCP");
   Start("Diary 17 1 13 0");
+  frmAccuSensorComplete* wizard = main->wizard();
   EXPECT_TRUE(Find("cmdHelp")->isVisible() && Find("cmdUSBInfo")->isVisible());
-  main->wizard()->activateWindow();  // keys go to the active window
-  ASSERT_TRUE(QTest::qWaitForWindowActive(main->wizard()));
-  QTest::keyClick(main->wizard(), Qt::Key_F1);
-  Find<QPushButton>("cmdHelp")->click();
-  EXPECT_EQ(helps, std::vector<fs::path>(2, hives.dir / "bin/meterimport.English.html"));
+  wizard->activateWindow();  // keys go to the active window
+  ASSERT_TRUE(QTest::qWaitForWindowActive(wizard));
+  for (const bool by_key : {true, false}) {
+    if (by_key) {
+      QTest::keyClick(wizard, Qt::Key_F1);
+    } else {
+      QTest::mouseClick(Find<QPushButton>("cmdHelp"), Qt::LeftButton);
+    }
+    QPointer<HelpWindow> help = wizard->findChild<HelpWindow*>("frmHelp");
+    ASSERT_NE(help, nullptr);
+    EXPECT_TRUE(help->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_TRUE(help->isModal());
+    EXPECT_EQ(help->browser()->toPlainText(), "Help in English");
+    EXPECT_EQ(help->windowTitle(), "Meter import – Help");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return QApplication::focusWidget() == help->browser(); }));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return help.isNull(); }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return QApplication::focusWidget() == Find("cmdNext"); }));
+  }
   Find<QPushButton>("cmdUSBInfo")->click();
   ExpectBox("a USB cable, which needs the driver \"FTDI VCP\".", MessageIcon::kInformation);
 }
