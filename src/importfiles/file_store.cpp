@@ -40,8 +40,19 @@ bool Failed(std::string* why, std::string text) {
   return false;
 }
 
+// What failed and the system's words, with the reason a person can act on
+// in front of them where there is one.
 std::string SystemError(std::string_view what) {
-  return std::string(what) + ": " + std::strerror(errno);
+  const int code = errno;
+  std::string text = std::string(what) + ": ";
+  if (code == EACCES || code == EPERM || code == EROFS) {
+    text.append(kNoPermissionWords).append(" (");
+  } else if (code == ENOSPC || code == EDQUOT) {
+    text.append(kDiskFullWords).append(" (");
+  } else {
+    return text + std::strerror(code);
+  }
+  return text + std::strerror(code) + ")";
 }
 
 bool WriteAll(int fd, std::string_view bytes) {
@@ -91,6 +102,13 @@ int OpenStagingFolder(dev_t device) {
 }
 
 }  // namespace
+
+SaveReason SaveReasonOf(std::string_view failure) {
+  if (failure.find(kNoPermissionWords) != std::string_view::npos) return SaveReason::kNoPermission;
+  if (failure.find(kDiskFullWords) != std::string_view::npos) return SaveReason::kDiskFull;
+  if (failure.find(kBusyWords) != std::string_view::npos) return SaveReason::kBusy;
+  return SaveReason::kOther;
+}
 
 std::filesystem::path DataDirectory() {
   const char* data_home = std::getenv("XDG_DATA_HOME");
@@ -254,8 +272,7 @@ std::unique_ptr<FileStore::Lock> DiskFileStore::LockFolder(const std::filesystem
     if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= deadline) {
       const bool busy = errno == EWOULDBLOCK;
       ::close(fd);
-      Failed(why, busy ? "another import is writing into the folder"
-                       : SystemError("cannot lock the folder"));
+      Failed(why, busy ? std::string(kBusyWords) : SystemError("cannot lock the folder"));
       return nullptr;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -206,6 +206,8 @@ void frmAccuSensorComplete::Build() {
     lnAnimate_->setFrameShape(QFrame::HLine);
     lnAnimate_->setLineWidth(2);
     layout->addWidget(lnAnimate_);
+    lblRecordSet_ = NewLabel(contAnimation_, "lblRecordSet", "");
+    layout->addWidget(lblRecordSet_);
     pgtransfer_ = new QProgressBar(contAnimation_);
     pgtransfer_->setObjectName("pgtransfer");
     pgtransfer_->setRange(0, 1);
@@ -246,6 +248,8 @@ void frmAccuSensorComplete::Build() {
         {"lblSP", "Sporteinheiten:", kTextResultExercise, "lblnSP"},
         {"lblLab", "Laborwerte:", kTextResultLaboratory, "lblnLab"},
     };
+    constexpr const char* kStateNames[kRecordCategoryCount] = {
+        "lblStateBG", "lblStateIG", "lblStateBU", "lblStateSP", "lblStateLab"};
     for (size_t i = 0; i < kRecordCategoryCount; ++i) {
       result_captions_[i] =
           NewLabel(contSuccess_, kRows[i].caption_name, kRows[i].german, kRows[i].tag);
@@ -253,19 +257,22 @@ void frmAccuSensorComplete::Build() {
       result_values_[i]->setWordWrap(false);
       result_values_[i]->setMinimumWidth(48);
       result_values_[i]->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+      result_states_[i] = NewLabel(contSuccess_, kStateNames[i], "");
+      result_states_[i]->setWordWrap(false);
       grid->addWidget(result_captions_[i], static_cast<int>(i), 0);
       grid->addWidget(result_values_[i], static_cast<int>(i), 1);
+      grid->addWidget(result_states_[i], static_cast<int>(i), 2);
     }
     grid->addWidget(NewLabel(contSuccess_, "lblMeter", "Messgerät:", kTextMeterCaption),
                     kRecordCategoryCount, 0, Qt::AlignTop);
     lblMeterID_ = NewLabel(contSuccess_, "lblMeterID", "");
     lblMeterID_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-    grid->addWidget(lblMeterID_, kRecordCategoryCount, 1, 1, 2);
-    grid->setColumnStretch(2, 1);
-    grid->setHorizontalSpacing(24);
+    grid->addWidget(lblMeterID_, kRecordCategoryCount, 1, 1, 3);
+    grid->setColumnStretch(3, 1);
+    grid->setHorizontalSpacing(16);
     layout->addLayout(grid);
     lblLoss_ =
-        NewLabel(contSuccess_, "lblLoss", "Nicht alles konnte übernommen werden.", kTextLossNotice);
+        NewLabel(contSuccess_, "lblLoss", "Nicht alles konnte übernommen werden:", kTextLossNotice);
     lblLoss_->setStyleSheet("color: #a00000;");
     lblLoss_->hide();
     layout->addWidget(lblLoss_);
@@ -388,15 +395,9 @@ void frmAccuSensorComplete::Form_Load() {
   }
   InitFont();
   LocaliseForm(this, host_.session().shell().language());
-  // The meter module's tables: the control is created with them, and tells
-  // the progress of its reads to the transfer's bar.
-  MeterControl& control = host_.session().Control();
-  control.SetProgressReceiver([this](int32_t window, int32_t done, int32_t total) {
-    if (window != static_cast<int32_t>(pgtransfer_->winId())) return;
-    pgtransfer_->setRange(0, std::max(1, total));
-    pgtransfer_->setValue(done);
-    pgtransfer_->repaint();
-  });
+  // The meter module's tables: the control is created with them. (Its reads
+  // tell their progress to the reading, which hands it to ShowReading.)
+  host_.session().Control();
 }
 
 void frmAccuSensorComplete::init() {
@@ -484,17 +485,17 @@ void frmAccuSensorComplete::Show(WizardScreen screen) {
       imgstp_[1]->hide();
       imgstp_[2]->show();
       cmdNext_->setEnabled(false);
+      cmdCancel_->setEnabled(true);
       lblOn_->show();
       lblStepGuide_->show();
-      lblOn_->repaint();
-      pgtransfer_->setRange(0, 1);
+      pgtransfer_->setRange(0, ReadingBar::kEnd);
       pgtransfer_->setValue(0);
+      lblRecordSet_->clear();
       break;
     case WizardScreen::kTransfer:
       ShowScreen(contAnimation_);
       display_status(0, flow_.step(), Text(kTextReading));
       SetAnimate(true);
-      repaint();
       break;
     case WizardScreen::kWriting:
       lblOn_->hide();
@@ -504,7 +505,33 @@ void frmAccuSensorComplete::Show(WizardScreen screen) {
       SetAnimate(false);
       ShowResult();
       break;
+    case WizardScreen::kCancelling:
+      ShowCancelling();
+      break;
   }
+}
+
+void frmAccuSensorComplete::ShowCancelling() {
+  // The wizard finishes as soon as the part being read (or the file being
+  // written) is done; a second cancel has nothing more to do.
+  cmdCancel_->setEnabled(false);
+  std::string text = Text(kTextCancelling);
+  if (text.empty()) {
+    text =
+        "Abbruch: Die Übertragung endet, sobald der gerade gelesene Teil angekommen ist. Es "
+        "wird nichts gespeichert.";
+  }
+  display_status(0, flow_.step(), text);
+}
+
+void frmAccuSensorComplete::ShowReading(const ReadingProgress& progress, const std::string& text) {
+  pgtransfer_->setValue(progress.permille);
+  lblRecordSet_->setText(Q(text));
+}
+
+void frmAccuSensorComplete::Post(std::function<void()> task) {
+  // Queued to this window's thread; dropped with the window.
+  QMetaObject::invokeMethod(this, std::move(task), Qt::QueuedConnection);
 }
 
 void frmAccuSensorComplete::ShowPorts(const PortChoice& ports) {
@@ -582,10 +609,32 @@ void frmAccuSensorComplete::ShowResult() {
     result_values_[i]->setVisible(result.shown[i]);
     result_captions_[i]->setVisible(result.shown[i]);
   }
+  ShowResultStates(result);
   lblMeterID_->setText(Q(result.meter));
+  if (result.lost) lblLoss_->setText(Q(result.loss_text));
   lblLoss_->setVisible(result.lost);
   cmdDetails_->setVisible(result.lost);
   cmdNext_->setFocus();
+}
+
+void frmAccuSensorComplete::ShowResultStates(const WizardResult& result) {
+  for (size_t i = 0; i < kRecordCategoryCount; ++i) {
+    QLabel* state = result_states_[i];
+    state->setVisible(result.shown[i]);
+    state->setText(result.states[i].empty() ? QString() : "· " + Q(result.states[i]));
+    // Anything but a file saved whole is shown as a loss is.
+    const bool whole = result.outcomes[i] == CategoryOutcome::kSaved ||
+                       result.outcomes[i] == CategoryOutcome::kNothingToImport;
+    state->setStyleSheet(whole ? QString() : QStringLiteral("color: #a00000;"));
+    // The row as one text: "Blood glucose readings: 232, saved".
+    QString caption = result_captions_[i]->text();
+    while (caption.endsWith(':') || caption.endsWith(' ')) caption.chop(1);
+    QString row = caption + ": " + result_values_[i]->text();
+    if (!result.states[i].empty()) row += ", " + Q(result.states[i]);
+    for (QLabel* label : {result_captions_[i], result_values_[i], state}) {
+      label->setAccessibleName(row);
+    }
+  }
 }
 
 // ---- Event handlers --------------------------------------------------------
@@ -626,7 +675,11 @@ void frmAccuSensorComplete::cmdUSBInfo_Click() {
 }
 
 void frmAccuSensorComplete::cmdDetails_Click() {
-  if (flow_.last_result() != nullptr) Say(flow_.LossDetails(), MessageIcon::kExclamation);
+  // However many losses there are, the box scrolls rather than outgrow the
+  // screen.
+  if (flow_.last_result() != nullptr) {
+    host_.services().messages->ShowScrolling(this, flow_.LossDetails(), MessageIcon::kExclamation);
+  }
 }
 
 void frmAccuSensorComplete::Timer1_Timer() {

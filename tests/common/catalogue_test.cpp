@@ -29,8 +29,11 @@ TEST_P(ShippedCatalogue, LoadsWithoutProblemsWithTheNumbersTheModuleUsesAndTheir
   ASSERT_TRUE(module);
   EXPECT_THAT(problems, ::testing::IsEmpty());
   // Only the texts that take an argument hold %1.
-  const std::set<int32_t> with_argument = {kTextImportTitle, kTextUsbDriverInfo,
-                                           kTextRenameInsulinPrompt, kTextSetupMeterEvent};
+  const std::set<int32_t> with_argument = {
+      kTextImportTitle,     kTextUsbDriverInfo, kTextRenameInsulinPrompt,
+      kTextSetupMeterEvent, kTextReadingCount,  kTextCauseSave,
+      kTextLossRead,        kTextLossDecode,    kTextLossNotWritten,
+      kTextLossNotSaved,    kTextLossCancelled};
   std::set<int32_t> found;
   for (const auto& [id, text] : module->texts()) {
     found.insert(id);
