@@ -108,7 +108,9 @@ TEST_F(MeterReadingTest, TheBarOnlyMovesForwardOverTheWholeReading) {
     ASSERT_FALSE(told.empty());
     std::vector<int> numbers;
     for (size_t i = 0; i < told.size(); ++i) {
-      if (i > 0) EXPECT_GE(told[i].permille, told[i - 1].permille) << i;
+      if (i > 0) {
+        EXPECT_GE(told[i].permille, told[i - 1].permille) << i;
+      }
       if (numbers.empty() || numbers.back() != told[i].number) numbers.push_back(told[i].number);
       EXPECT_EQ(told[i].of, 5);
       EXPECT_EQ(told[i].category, kRecordCategories[static_cast<size_t>(told[i].number - 1)]);

@@ -290,7 +290,9 @@ TEST_F(WizardFlowTest, TheReadingTellsItsProgressOnTheWindowThread) {
   ASSERT_GT(view.readings.size(), 10u);
   std::vector<std::string> texts;
   for (size_t i = 0; i < view.readings.size(); ++i) {
-    if (i > 0) EXPECT_GE(view.readings[i].first, view.readings[i - 1].first) << i;
+    if (i > 0) {
+      EXPECT_GE(view.readings[i].first, view.readings[i - 1].first) << i;
+    }
     if (texts.empty() || texts.back() != view.readings[i].second) {
       texts.push_back(view.readings[i].second);
     }
