@@ -11,6 +11,7 @@
 #include "host/frmMain.h"
 #include "host/status_link.h"
 #include "shell/command_line.h"
+#include "shell/session_bus.h"
 #include "ui/event_pump.h"
 #include "ui/window_services.h"
 
@@ -45,6 +46,11 @@ int main(int argc, char** argv) {
                  "meterimport-batch imports without windows\n");
     return 0;
   }
+
+  // The session bus is looked at before the first Qt object, whose
+  // accessibility bridge talks to it: a bus that is missing or does not
+  // answer in time is no bus for the whole process, and nothing waits on it.
+  mi::SettleSessionBus(mi::StartUpBusWait());
 
   int qt_argc = 1;
   char* qt_argv[] = {argv[0], nullptr};
