@@ -1,6 +1,9 @@
 // window_shown CLASS DEADLINE_MS COMMAND [ARGS...]: starts COMMAND and prints
 // the milliseconds from its start until the X server maps a top-level window
-// whose WM_CLASS names CLASS, then ends it (SIGTERM) and waits for it. It
+// whose WM_CLASS names CLASS, then the processor time its threads had used
+// by then and that of its main thread alone (milliseconds, from
+// /proc/PID/task/*/schedstat: less at the mercy of other load than the
+// first), then ends it (SIGTERM) and waits for it. It
 // watches the server's events instead of polling, so that the measurement
 // takes no processor time from the program it measures. Exit status 0 when
 // the window came, 1 when it did not come within DEADLINE_MS (nothing is
@@ -13,12 +16,15 @@
 #include <xcb/xcb.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -39,6 +45,23 @@ bool HasClass(xcb_connection_t* x, xcb_window_t window, std::string_view wanted)
     both.remove_prefix(end + 1);
   }
   return false;
+}
+
+// The processor time of every thread of `pid` so far, and of its main
+// thread, in milliseconds.
+std::pair<double, double> ProcessorMilliseconds(pid_t pid) {
+  const std::filesystem::path tasks = "/proc/" + std::to_string(pid) + "/task";
+  std::error_code ec;
+  double total = 0;
+  double main_thread = 0;
+  for (const auto& task : std::filesystem::directory_iterator(tasks, ec)) {
+    std::ifstream stat(task.path() / "schedstat");
+    double nanoseconds = 0;
+    if (!(stat >> nanoseconds)) continue;
+    total += nanoseconds / 1e6;
+    if (task.path().filename() == std::to_string(pid)) main_thread = nanoseconds / 1e6;
+  }
+  return {total, main_thread};
 }
 
 }  // namespace
@@ -85,9 +108,11 @@ int main(int argc, char** argv) {
     }
     if (shown) {
       const auto elapsed = std::chrono::steady_clock::now() - start;
-      std::printf("%lld\n",
+      const auto [used, main_thread] = ProcessorMilliseconds(child);
+      std::printf("%lld %.1f %.1f\n",
                   static_cast<long long>(
-                      std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count()));
+                      std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count()),
+                  used, main_thread);
       status = 0;
       break;
     }

@@ -22,6 +22,8 @@ packages=(
   # The windows: Qt 6 (Core, Gui, Widgets, DBus, Test; SVG for the pictures)
   # and what Qt's CMake packages look for.
   qt6-base-dev qt6-svg-dev libgl-dev libvulkan-dev libxkbcommon-dev libxcb1-dev
+  # The start-up reads the font configuration on a thread of its own.
+  libfontconfig-dev
   # The status link's tests run a private session bus.
   dbus-daemon dbus-session-bus-common dbus-bin
   # Windows shown and driven on a virtual display; fonts, "Arial" among them.

@@ -4,6 +4,7 @@
 #include <QtCore/QSignalBlocker>
 #include <QtCore/QTimer>
 #include <QtGui/QCloseEvent>
+#include <QtGui/QFontDatabase>
 #include <QtGui/QKeySequence>
 #include <QtGui/QShortcut>
 #include <QtWidgets/QApplication>
@@ -383,6 +384,10 @@ void frmAccuSensorComplete::display_status(int16_t, int16_t, const std::string& 
 }
 
 void frmAccuSensorComplete::InitFont() {
+  // The probe before the change: "tahoma" only where it is installed.
+  // Elsewhere each control would get what the font configuration gives for
+  // it, the default family, after a search through every installed font.
+  if (!QFontDatabase::families().contains(QStringLiteral("tahoma"), Qt::CaseInsensitive)) return;
   SetFontName(this, "tahoma");
 }
 
@@ -395,9 +400,16 @@ void frmAccuSensorComplete::Form_Load() {
   }
   InitFont();
   LocaliseForm(this, host_.session().shell().language());
-  // The meter module's tables: the control is created with them. (Its reads
-  // tell their progress to the reading, which hands it to ShowReading.)
-  host_.session().Control();
+  // The meter module's tables, with which the control is created, are set up
+  // as soon as the window is on the screen: loading the control's library
+  // (and the simulated control's meter memory) would hold the window up
+  // longer than anything else of the start-up. A reading that comes first
+  // creates it itself. (Its reads tell their progress to the reading, which
+  // hands it to ShowReading.)
+  QTimer::singleShot(0, this, [this] {
+    host_.session().Control();
+    host_.session().TellNotices();
+  });
 }
 
 void frmAccuSensorComplete::init() {
