@@ -3,8 +3,7 @@
 # need, and only those that are missing. Safe to run again.
 #   scripts/install-deps.sh            build and test packages
 #   scripts/install-deps.sh --fuzz     also clang and libFuzzer
-#   scripts/install-deps.sh --screenshots   also ImageMagick (scripts/screenshots.sh,
-#                                           scripts/run.sh --screenshots)
+#   scripts/install-deps.sh --screenshots   nothing more (ImageMagick is among the test packages)
 #   scripts/install-deps.sh --bench    also the sqlite3 shell (the hive benchmarks)
 #   scripts/install-deps.sh --package       also what makes and checks the .deb
 #                                           (scripts/package.sh)
@@ -26,12 +25,13 @@ packages=(
   libfontconfig-dev
   # The status link's tests run a private session bus.
   dbus-daemon dbus-session-bus-common dbus-bin
-  # Windows shown and driven on a virtual display; fonts, "Arial" among them.
-  xvfb xauth xdotool x11-utils fonts-dejavu-core fonts-liberation2
+  # Windows shown and driven on a virtual display; fonts, "Arial" among them;
+  # ImageMagick grabs a window to see that it is painted.
+  xvfb xauth xdotool x11-utils fonts-dejavu-core fonts-liberation2 imagemagick
 )
 case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-14-dev libfuzzer-14-dev) ;;
-  --screenshots) packages+=(imagemagick) ;;
+  --screenshots) ;;  # ImageMagick is among the packages above
   --bench) packages+=(sqlite3) ;;
   --package) packages+=(dpkg-dev file lintian) ;;
   --install-test) packages+=(dpkg-dev file lintian debootstrap) ;;

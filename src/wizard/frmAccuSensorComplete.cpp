@@ -24,6 +24,7 @@
 #include "ui/localise.h"
 #include "ui/pictures.h"
 #include "ui/window_services.h"
+#include "wizard/screen_property.h"
 #include "wizard/wizard_host.h"
 
 namespace mi {
@@ -91,6 +92,7 @@ frmAccuSensorComplete::frmAccuSensorComplete(WizardHost& host, QWidget* parent)
   setWindowTitle(QString::fromUtf8("Messgeräte-Import"));
   SetTag(this, kTextWizardCaption);
   Build();
+  TellActivation(this);
 }
 
 frmAccuSensorComplete::~frmAccuSensorComplete() = default;
@@ -521,6 +523,7 @@ void frmAccuSensorComplete::Show(WizardScreen screen) {
       ShowCancelling();
       break;
   }
+  TellScreen(this, screen);
 }
 
 void frmAccuSensorComplete::ShowCancelling() {
