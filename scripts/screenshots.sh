@@ -54,9 +54,9 @@ for language in English Deutsch; do
 
   start_wizard Demo 1 1 13
   shot "$out/$language-1-introduction.png"
-  key Return; shot "$out/$language-2-port.png"
-  key Return; shot "$out/$language-3-switch-on.png"
-  key Return 1.5; shot "$out/$language-4-transfer.png"
+  key Return 0; wait_screen port; shot "$out/$language-2-port.png"
+  key Return 0; wait_screen switch-on; shot "$out/$language-3-switch-on.png"
+  key Return 0; wait_screen transfer; sleep 1; shot "$out/$language-4-transfer.png"
   wait_result
   shot "$out/$language-5-result.png"
   key Escape 0.5
@@ -66,7 +66,9 @@ for language in English Deutsch; do
   sed 's/"fail": \[\]/"fail": ["read:6"]/; s/"ms_per_record": [0-9]*/"ms_per_record": 0/' \
     "$root/data/meters/accu-chek-sensor-complete.json" > "$memory"
   start_wizard Demo 2 1 13
-  key Return; key Return; key Return
+  key Return 0; wait_screen port
+  key Return 0; wait_screen switch-on
+  key Return
   wait_result
   shot "$out/$language-6-result-with-loss.png"
   key Escape 0.5

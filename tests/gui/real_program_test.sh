@@ -78,9 +78,12 @@ key() {
     || fail "the key $name did not reach the wizard"
 }
 # The key that ends the module: the module may end, and its window with it,
-# between the key's press and its release, so that sending the release fails.
+# between the key's press and its release, so that sending the release fails;
+# the key is then let go of in the X server, where it would otherwise stay
+# down and repeat into the next module's window.
 last_key() {
   xdotool key --window "$wizard" "$1" 2>/dev/null || true
+  xdotool keyup "$1" 2>/dev/null || true
 }
 # Gives the wizard the keyboard focus, until its window says that it is the
 # active one (only then do Return and Escape reach its buttons).
