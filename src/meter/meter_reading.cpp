@@ -161,6 +161,7 @@ ReadingResult ReadMeter(MeterConnection& connection, const MeterProfile& profile
     progress.Set(!connection.Holds(kMeterEntryKind), true, [&] {
       const int32_t before = stats.raw_entries;
       decode();
+      // cppcheck-suppress duplicateExpression ; decode() adds to raw_entries
       return stats.raw_entries - before;
     });
   };

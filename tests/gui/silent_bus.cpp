@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
   if (::bind(server, reinterpret_cast<sockaddr*>(&where), sizeof where) != 0 ||
       ::listen(server, 64) != 0) {
     std::perror(argv[1]);
+    ::close(server);
     return 1;
   }
   std::vector<int> held;  // open, unread, unanswered

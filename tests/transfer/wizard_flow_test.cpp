@@ -331,17 +331,17 @@ TEST_F(WizardFlowTest, CancelWhileWritingFinishesTheFileUnderWayAndNoOther) {
   Register(R"({"port": null})");
   Start("Diary 17 1 13");
   struct CancelOnEvents : ImportProgress {
-    WizardFlow* flow = nullptr;
-    RecordingView* view = nullptr;
+    CancelOnEvents(WizardFlow& flow, RecordingView& view) : flow(flow), view(view) {}
+    WizardFlow& flow;
+    RecordingView& view;
+    bool cancelled = false;
     int finished_when_cancelled = -1;
     void LetEventsRun() override {
-      if (finished_when_cancelled >= 0) return;
-      flow->Cancel();
-      finished_when_cancelled = view->finished;
+      if (std::exchange(cancelled, true)) return;
+      flow.Cancel();
+      finished_when_cancelled = view.finished;
     }
-  } progress;
-  progress.flow = flow.get();
-  progress.view = &view;
+  } progress(*flow, view);
   view.progress = &progress;
   Next(3);
   EXPECT_EQ(progress.finished_when_cancelled, 0);
