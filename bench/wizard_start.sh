@@ -1,57 +1,111 @@
 #!/usr/bin/env bash
-# Measures, under Xvfb, with a Release build:
-#  1. the time from starting meterimport to its wizard being shown, against
-#     the same for the smallest Qt widget program (target: at most 1.3 times);
-#  2. the module's peak memory (VmHWM) during a full import through the
+# Measures, on a virtual X display of its own, with a Release build:
+#  1. the time from starting meterimport to its wizard being mapped, against
+#     the same for the smallest Qt widget program, side by side in one run:
+#     without a session bus, and with one on which the diary's status monitor
+#     listens (target: at most 1.3 times the bare program in both);
+#  2. the same for a session bus that accepts connections and never answers,
+#     and for a bus daemon that is stopped (SIGSTOP) (target: under 1 s);
+#  3. the module's peak memory (VmHWM) during a full import through the
 #     wizard of a full meter memory (target: under 60 MB).
-#   bench/wizard_start.sh [RUNS]     default 15 runs each; prints the medians
+# The clock is build-rel/bin/window_shown, which waits for the server's map
+# event instead of polling. Rounds alternate the programs, so that a change
+# in the machine's load falls on both.
+#   bench/wizard_start.sh [RUNS]     default 15 rounds; prints the medians
 set -euo pipefail
-if [[ ${1:-} != --under-x ]]; then
-  root=$(cd "$(dirname "$0")/.." && pwd)
-  runs=${1:-15}
-  build="$root/build-rel"
-  "$root/scripts/install-deps.sh"
-  cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMETERIMPORT_TESTS=OFF >/dev/null
-  cmake --build "$build" --target meterimport meterimport-settings meterctl-sim bare_qt_window >/dev/null
-  export root build runs
-  exec xvfb-run -a -s "-screen 0 1280x900x24" "$0" --under-x
-fi
+root=$(cd "$(dirname "$0")/.." && pwd)
+runs=${1:-15}
+build="$root/build-rel"
+"$root/scripts/install-deps.sh"
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMETERIMPORT_TESTS=OFF >/dev/null
+cmake --build "$build" --target meterimport meterimport-settings meterimport-status-monitor \
+  meterctl-sim bare_qt_window window_shown >/dev/null
 
 work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+cleanup() {
+  local pids
+  pids=$(jobs -p)
+  if [[ -n $pids ]]; then
+    kill -CONT $pids 2>/dev/null || true
+    kill $pids 2>/dev/null || true
+    wait $pids 2>/dev/null || true
+  fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+# An X server that does not reset when its last client leaves.
+Xvfb -displayfd 5 -screen 0 1280x900x24 -nolisten tcp -noreset 5>"$work/display" 2>/dev/null &
+until [[ -s $work/display ]]; do sleep 0.05; done
+export DISPLAY=:$(head -1 "$work/display")
+until xdpyinfo >/dev/null 2>&1; do sleep 0.05; done
 export XDG_RUNTIME_DIR="$work/runtime"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 unset DBUS_SESSION_BUS_ADDRESS
 demo="$work/demo"
 source "$root/scripts/demo-installation.sh" >/dev/null
 
-now() { date +%s%N; }
 median() { sort -n | awk '{a[NR]=$1} END {print (NR%2 ? a[(NR+1)/2] : (a[NR/2]+a[NR/2+1])/2)}'; }
+range() { sort -n | awk 'NR==1 {lo=$1} {hi=$1} END {print lo "-" hi}'; }
+shown() { "$build/bin/window_shown" "$@"; }
+bare() { shown bare_qt_window 20000 "$build/bin/bare_qt_window"; }
+module() { shown meterimport 20000 "$build/bin/meterimport" Demo 1 1 13 0; }
 
-# Milliseconds from the start of COMMAND to a visible window of CLASS.
-time_to_window() {
-  local class=$1
-  shift
-  local start
-  start=$(now)
-  "$@" >/dev/null 2>&1 &
-  local pid=$!
-  # Polled every few milliseconds (xdotool's own --sync waits half a second).
-  until xdotool search --onlyvisible --class "$class" >/dev/null 2>&1; do sleep 0.005; done
-  local shown
-  shown=$(now)
-  kill "$pid"
-  wait "$pid" 2>/dev/null || true
-  echo $(((shown - start) / 1000000))
-}
-
-for _ in $(seq 2); do  # warm the caches
-  time_to_window bare_qt_window "$build/bin/bare_qt_window" >/dev/null
-  time_to_window meterimport "$build/bin/meterimport" Demo 1 1 13 0 >/dev/null
+# A private session bus with the diary's end of the status link on it.
+dbus-daemon --session --nofork --print-address=3 3>"$work/bus.address" &
+bus_daemon=$!
+until [[ -s $work/bus.address ]]; do sleep 0.05; done
+bus=$(head -1 "$work/bus.address")
+DBUS_SESSION_BUS_ADDRESS=$bus "$build/bin/meterimport-status-monitor" >/dev/null &
+until DBUS_SESSION_BUS_ADDRESS=$bus dbus-send --session --print-reply --dest=org.freedesktop.DBus / \
+  org.freedesktop.DBus.NameHasOwner string:Orvantix.DDEImpStatus 2>/dev/null | grep -q true; do
+  sleep 0.05
 done
-bare=$(for _ in $(seq "$runs"); do time_to_window bare_qt_window "$build/bin/bare_qt_window"; done | median)
-module=$(for _ in $(seq "$runs"); do time_to_window meterimport "$build/bin/meterimport" Demo 1 1 13 0; done | median)
-echo "start to window shown, median of $runs: bare Qt window ${bare} ms, meterimport wizard ${module} ms, ratio $(awk "BEGIN {printf \"%.2f\", $module / $bare}")"
+
+for _ in 1 2; do bare >/dev/null; module >/dev/null; done  # warm the caches
+: >"$work/bare" >"$work/module" >"$work/bare-bus" >"$work/module-bus"
+for _ in $(seq "$runs"); do
+  bare >>"$work/bare"
+  module >>"$work/module"
+  DBUS_SESSION_BUS_ADDRESS=$bus bare >>"$work/bare-bus"
+  DBUS_SESSION_BUS_ADDRESS=$bus module >>"$work/module-bus"
+done
+# Column 1 is the time to the window, 2 the processor time of all threads
+# by then, 3 that of the main thread (window_shown).
+column() { cut -d' ' -f"$1" "$work/$2"; }
+report() {
+  local b m
+  b=$(column 1 "$1" | median)
+  m=$(column 1 "$2" | median)
+  echo "$3: bare Qt window $b ms ($(column 1 "$1" | range)), meterimport wizard $m ms" \
+    "($(column 1 "$2" | range)), ratio $(awk "BEGIN {printf \"%.2f\", $m / $b}")"
+  echo "    processor time by then: bare $(column 2 "$1" | median) ms, wizard" \
+    "$(column 2 "$2" | median) ms (main thread $(column 3 "$1" | median) / $(column 3 "$2" | median) ms)"
+}
+echo "start to window mapped, median of $runs rounds:"
+report bare module "  without a session bus"
+report bare-bus module-bus "  with a session bus and the status monitor"
+
+# A bus that accepts and never answers, and a bus daemon that is stopped.
+python3 - "$work/silent" <<'PY' &
+import os, socket, sys, time
+server = socket.socket(socket.AF_UNIX)
+server.bind(sys.argv[1])
+server.listen(64)
+held = []
+while True:
+    held.append(server.accept()[0])  # accepted, never read, never answered
+PY
+until [[ -S $work/silent ]]; do sleep 0.05; done
+kill -STOP "$bus_daemon"
+# Each run, or "-" for a window that did not come within 20 s.
+dead() { for _ in 1 2 3; do DBUS_SESSION_BUS_ADDRESS=$1 module || echo -; done | cut -d' ' -f1 | tr '\n' ' '; }
+silent=$(dead "unix:path=$work/silent")
+stopped=$(dead "$bus")
+kill -CONT "$bus_daemon"
+echo "  a bus that never answers: ${silent}ms; a stopped bus daemon: ${stopped}ms"
 
 # A full memory: the sample entries repeated to the 1,680 a meter holds.
 python3 - "$root/data/meters/accu-chek-sensor-complete.json" "$work/full.json" <<'PY'
@@ -65,16 +119,18 @@ PY
 "$build/bin/meterimport-settings" set \
   'HKLM\SOFTWARE\Classes\CLSID\{C8367F74-6040-11D3-8A53-00C04FC8C0E2}\InprocServer32' \
   MemoryFile "$work/full.json"
-"$build/bin/meterimport" Demo 9 1 13 0 2>/dev/null &
+"$build/bin/meterimport" Demo 9 1 13 0 2>"$work/full.err" &
 pid=$!
-wizard=$(xdotool search --sync --onlyvisible --class meterimport | head -1)
-xdotool windowfocus --sync "$wizard"
-for _ in 1 2 3; do xdotool key --window "$wizard" Return; sleep 0.5; done
-until [[ $(ls "$demo/import" | grep -c '\.00009$') -eq 5 ]]; do sleep 0.2; done
-sleep 1
+until wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -1) &&
+  [[ -n $wizard ]] && xdotool windowfocus "$wizard" 2>/dev/null &&
+  [[ $(xdotool getwindowfocus 2>/dev/null) == "$wizard" ]]; do
+  sleep 0.05
+done
+for _ in 1 2 3; do xdotool key --window "$wizard" Return; done
+# The wizard prints what the import did just before it shows the result.
+until grep -q "^meterimport: LAB:" "$work/full.err"; do sleep 0.1; done
 peak=$(awk '/VmHWM/ {print $2}' "/proc/$pid/status")
 xdotool key --window "$wizard" Return
-sleep 0.3
-xdotool key --window "$wizard" Return
+xdotool key --window "$wizard" Return 2>/dev/null || true
 wait "$pid" || true
 echo "peak memory of a full import through the wizard (1,680 entries): $((peak / 1024)) MB"

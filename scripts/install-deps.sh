@@ -3,8 +3,8 @@
 # need, and only those that are missing. Safe to run again.
 #   scripts/install-deps.sh            build and test packages
 #   scripts/install-deps.sh --fuzz     also clang and libFuzzer
-#   scripts/install-deps.sh --screenshots   also ImageMagick and the high-contrast
-#                                           style (scripts/screenshots.sh,
+#   scripts/install-deps.sh --screenshots   also the high-contrast style
+#                                           (scripts/screenshots.sh,
 #                                           scripts/run.sh --screenshots)
 #   scripts/install-deps.sh --bench    also the sqlite3 shell (the hive benchmarks)
 #   scripts/install-deps.sh --package       also what makes and checks the .deb
@@ -23,10 +23,13 @@ packages=(
   # The windows: Qt 6 (Core, Gui, Widgets, DBus, Test; SVG for the pictures)
   # and what Qt's CMake packages look for.
   qt6-base-dev qt6-svg-dev libgl-dev libvulkan-dev libxkbcommon-dev libxcb1-dev
+  # The start-up reads the font configuration on a thread of its own.
+  libfontconfig-dev
   # The status link's tests run a private session bus.
   dbus-daemon dbus-session-bus-common dbus-bin
-  # Windows shown and driven on a virtual display; fonts, "Arial" among them.
-  xvfb xauth xdotool x11-utils fonts-dejavu-core fonts-liberation2
+  # Windows shown and driven on a virtual display; fonts, "Arial" among them;
+  # ImageMagick grabs a window to see that it is painted.
+  xvfb xauth xdotool x11-utils fonts-dejavu-core fonts-liberation2 imagemagick
   # A window manager for the tests of the wizard inside the diary's window.
   openbox
   # Qt's own texts (standard buttons, input boxes) in the catalogue's language.
@@ -36,7 +39,7 @@ packages=(
 )
 case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-14-dev libfuzzer-14-dev) ;;
-  --screenshots) packages+=(imagemagick adwaita-qt6) ;;
+  --screenshots) packages+=(adwaita-qt6) ;;
   --bench) packages+=(sqlite3) ;;
   --package) packages+=(dpkg-dev file lintian) ;;
   --install-test) packages+=(dpkg-dev file lintian debootstrap) ;;

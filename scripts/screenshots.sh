@@ -60,9 +60,9 @@ pictures() {
 
   start_wizard Demo 1 1 13
   shot "$out/$prefix-1-introduction.png"
-  key Return; shot "$out/$prefix-2-port.png"
-  key Return; shot "$out/$prefix-3-switch-on.png"
-  key Return 1.5; shot "$out/$prefix-4-transfer.png"
+  key Return 0; wait_screen port; shot "$out/$prefix-2-port.png"
+  key Return 0; wait_screen switch-on; shot "$out/$prefix-3-switch-on.png"
+  key Return 0; wait_screen transfer; sleep 1; shot "$out/$prefix-4-transfer.png"
   wait_result
   shot "$out/$prefix-5-result.png"
   key Escape 0.5
@@ -72,7 +72,9 @@ pictures() {
   sed 's/"fail": \[\]/"fail": ["read:6"]/; s/"ms_per_record": [0-9]*/"ms_per_record": 0/' \
     "$root/data/meters/accu-chek-sensor-complete.json" > "$memory"
   start_wizard Demo 2 1 13
-  key Return; key Return; key Return
+  key Return 0; wait_screen port
+  key Return 0; wait_screen switch-on
+  key Return
   wait_result
   shot "$out/$prefix-6-result-with-loss.png"
   key Escape 0.5

@@ -45,10 +45,11 @@ start_wizard() {
   module=$!
   wizard=""
   # Qt may replace its first native window, so the window is looked up again
-  # until the one found is the one that has the focus (the X focus itself:
-  # without -f, xdotool names the window under the pointer when the focus is
-  # on the root window).
-  if ! wizard_has_focus; then
+  # until the one found shows its first screen and says it is the active one
+  # (its properties _METERIMPORT_SCREEN and _METERIMPORT_ACTIVE).
+  if ! wait_for 'find_wizard && [[ $(screen) == intro ]] &&
+      xdotool windowfocus "$wizard" 2>/dev/null &&
+      [[ $(xprop -id "$wizard" _METERIMPORT_ACTIVE 2>/dev/null) == *\"1\" ]]' 200; then
     echo "The wizard did not come up:" >&2
     cat "$work/wizard.err" >&2
     return 1
@@ -64,6 +65,31 @@ wizard_has_focus() {
       [[ -n $wizard ]] && { [[ $(xdotool getwindowfocus -f 2>/dev/null) == "$wizard" ]] ||
       { xdotool windowfocus "$wizard" 2>/dev/null && sleep 0.1 &&
         [[ $(xdotool getwindowfocus -f 2>/dev/null) == "$wizard" ]]; }; }' 200
+}
+
+# Sets $wizard to the wizard's window as it is now.
+find_wizard() {
+  wizard=$(xdotool search --onlyvisible --class meterimport 2>/dev/null | head -n 1)
+  [[ -n $wizard ]]
+}
+
+# The screen the wizard shows, as its window tells it ("intro", "port",
+# "switch-on", "reading", "transfer", "writing", "result", "cancelling").
+screen() {
+  xprop -id "$wizard" _METERIMPORT_SCREEN 2>/dev/null |
+    sed -n 's/^_METERIMPORT_SCREEN(STRING) = "\(.*\)"$/\1/p'
+}
+
+# wait_screen NAME: waits until the wizard shows the screen NAME, then gives
+# it time to paint.
+wait_screen() {
+  local wanted=$1
+  if ! wait_for '[[ $(screen) == "$wanted" ]]' 1200; then
+    echo "The wizard did not show its screen $wanted (it shows '$(screen)'):" >&2
+    cat "$work/wizard.err" >&2
+    return 1
+  fi
+  sleep 0.6
 }
 
 # key KEY [SECONDS]: a keystroke for the wizard, then time for it to paint.
@@ -84,16 +110,9 @@ shot() {
   echo "$1"
 }
 
-# Waits until the wizard shows its result screen: it prints what the import
-# did (the laboratory line among the last) just before, without taking any
-# event in between.
+# Waits until the wizard shows its result screen.
 wait_result() {
-  if ! wait_for 'grep -q "^meterimport: LAB" "$work/wizard.err"' 1200; then
-    echo "The import did not end:" >&2
-    cat "$work/wizard.err" >&2
-    return 1
-  fi
-  sleep 0.6
+  wait_screen result
 }
 
 # Waits for the module to end (at most 30 s; then it is ended). Its exit

@@ -36,8 +36,17 @@
  *   fails (METERCTL_ERR_ARGUMENT) when struct_size is smaller than the
  *   version 1 layout below.
  * - Indices are 1-based.
- * - All calls come from one thread, one after another. A control may block
- *   in a call for as long as the exchange with the meter takes.
+ * - Threads: the module never calls a control from two threads at once. The
+ *   calls of one transfer (the driver list, connect, the identification, the
+ *   reads and their records, set_progress, disconnect) come from one worker
+ *   thread of the module, one after another, so that its window stays alive
+ *   while the meter is read; create, destroy and a disconnect after a
+ *   transfer come from the module's main thread, never while a call of a
+ *   transfer runs. A control must therefore not rely on the thread that
+ *   created it (no thread-local state, no window of its own). The one
+ *   exception is request_cancel: it is called from the main thread while a
+ *   read runs on the worker (see there). A control may block in a call for
+ *   as long as the exchange with the meter takes.
  *
  * Versions
  * --------
@@ -82,6 +91,7 @@ typedef int32_t meterctl_status;
 #define METERCTL_ERR_RANGE 3         /* an index or item number out of range */
 #define METERCTL_ERR_NOT_CONNECTED 4 /* the call needs an open connection */
 #define METERCTL_ERR_NO_DRIVER 5     /* connect: the driver key is not known */
+#define METERCTL_ERR_CANCELLED 6     /* a read ended early by request_cancel */
 
 /* Size of the fixed part of a raw record: the meter entry's 80 bytes. */
 #define METERCTL_RAW_RECORD_BYTES 80
@@ -137,7 +147,8 @@ typedef struct meterctl_instance meterctl_instance;
 
 /* How a control tells the progress of a read (methods 35 and 40) while it
  * lasts: `done` of `total` records read, for the progress window that the
- * read was handed. Called on the thread of the read, inside the call. */
+ * read was handed. Called on the thread of the read, inside the call (the
+ * module hands the figures on to its window thread itself). */
 typedef void (*meterctl_progress_fn)(void* context, int32_t progress_window, int32_t done,
                                      int32_t total);
 
@@ -207,6 +218,18 @@ typedef struct meterctl_interface {
    * A control that never reports may leave this NULL. */
   meterctl_status (*set_progress)(meterctl_instance* instance, meterctl_progress_fn report,
                                   void* context);
+
+  /* Asks the instance to end the read that runs now (read_data or
+   * read_second_set) early, or the next one when none runs: that read
+   * returns METERCTL_ERR_CANCELLED with the error flag set (the records it
+   * had read need not stay available). Unlike every other method it is
+   * called from another thread than the read's, while the read runs, when
+   * the person cancels the import: it must only note the request (an atomic
+   * flag) and return at once, and may be called more than once. The
+   * request holds until the read that it ends, or the next connect or
+   * disconnect. May be NULL: the module then waits for the read to end by
+   * itself and stops before the next record set. */
+  meterctl_status (*request_cancel)(meterctl_instance* instance);
 } meterctl_interface;
 
 /* The entry point every control exports. The table it returns is static and

@@ -84,6 +84,41 @@ inline constexpr int16_t kTextIrKey = 1381;
 inline constexpr int16_t kTextLossNotice = 1285;
 inline constexpr int16_t kTextLossDetails = 1287;
 
+// ---- The reading and the result ----------------------------------------------
+
+// Beside the transfer's bar: the category being read (glucose, insulin,
+// meals, exercise, laboratory: kTextReadingFirst + its slot), followed by its
+// number among those imported, "(%1 of %2)".
+inline constexpr int16_t kTextReadingFirst = 1400;
+inline constexpr int16_t kTextReadingCount = 1405;
+// The status line once the person has cancelled while the meter is read or
+// the files are written.
+inline constexpr int16_t kTextCancelling = 1406;
+// What reached the import folder of a category, beside its figure: saved,
+// partly saved, not saved, nothing decoded, nothing to import.
+inline constexpr int16_t kTextOutcomeFirst = 1407;
+inline constexpr int kOutcomeTextCount = 5;
+// The causes of a loss on the result screen, one sentence each: the meter
+// could not be read completely; entries could not be decoded; decoded
+// entries were not written; files could not be saved in the folder %1, then
+// the reason: no permission, the disk full, another import writing into it.
+inline constexpr int16_t kTextCauseRead = 1412;
+inline constexpr int16_t kTextCauseDecode = 1413;
+inline constexpr int16_t kTextCauseNotWritten = 1414;
+inline constexpr int16_t kTextCauseSave = 1415;
+inline constexpr int16_t kTextReasonNoPermission = 1416;
+inline constexpr int16_t kTextReasonDiskFull = 1417;
+inline constexpr int16_t kTextReasonBusy = 1418;
+// A loss in the details, after its category: %1 entries not read, the
+// entries not read (their number unknown), %1 not decoded, %1 decoded and
+// not written, %1 not saved, %1 not written because the import was cancelled.
+inline constexpr int16_t kTextLossRead = 1419;
+inline constexpr int16_t kTextLossReadUncounted = 1420;
+inline constexpr int16_t kTextLossDecode = 1421;
+inline constexpr int16_t kTextLossNotWritten = 1422;
+inline constexpr int16_t kTextLossNotSaved = 1423;
+inline constexpr int16_t kTextLossCancelled = 1424;
+
 // ---- Buttons ("caption|tooltip") ---------------------------------------------
 
 inline constexpr int16_t kTextNext = 1250;       // cmdNext
@@ -237,6 +272,31 @@ inline constexpr int16_t kSingleIds[] = {
     kTextLossNotice,
     kTextDetails,
     kTextLossDetails,
+    kTextReadingFirst,
+    kTextReadingFirst + 1,
+    kTextReadingFirst + 2,
+    kTextReadingFirst + 3,
+    kTextReadingFirst + 4,
+    kTextReadingCount,
+    kTextCancelling,
+    kTextOutcomeFirst,
+    kTextOutcomeFirst + 1,
+    kTextOutcomeFirst + 2,
+    kTextOutcomeFirst + 3,
+    kTextOutcomeFirst + 4,
+    kTextCauseRead,
+    kTextCauseDecode,
+    kTextCauseNotWritten,
+    kTextCauseSave,
+    kTextReasonNoPermission,
+    kTextReasonDiskFull,
+    kTextReasonBusy,
+    kTextLossRead,
+    kTextLossReadUncounted,
+    kTextLossDecode,
+    kTextLossNotWritten,
+    kTextLossNotSaved,
+    kTextLossCancelled,
     kTextQtLanguage,
     kTextHelpTitle,
     kTextHelpClose,

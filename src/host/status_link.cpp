@@ -7,9 +7,12 @@
 #include <QString>
 #include <QVariant>
 #include <QtGlobal>
+#include <algorithm>
 #include <atomic>
 #include <climits>
 #include <utility>
+
+#include "shell/session_bus.h"
 
 namespace mi {
 namespace {
@@ -41,8 +44,15 @@ DBusStatusLink::~DBusStatusLink() {
   if (link_mode_ != 0) Disconnect();
 }
 
+std::chrono::milliseconds StartUpBusWait(int link_timeout) {
+  return std::min(std::chrono::milliseconds(int64_t{std::max(1, link_timeout)} * 100),
+                  kStartUpBusWait);
+}
+
 bool DBusStatusLink::Open() {
   if (link_mode_ != 0) return true;
+  // No bus to try: not even the bus library's thread is started.
+  if (qgetenv("DBUS_SESSION_BUS_ADDRESS") == kNoSessionBus) return false;
   const QString name = ToQString(connection_name_);
   QDBusConnection connection = ConnectToSessionBus(name);
   if (connection.isConnected()) {

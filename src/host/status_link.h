@@ -9,6 +9,7 @@
 // reached and the host's name has an owner. A link that is not open sends
 // nothing and waits for nothing.
 
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,15 @@ namespace mi {
 
 // LinkTimeout as a label starts with it: five seconds.
 inline constexpr int kDefaultLinkTimeout = 50;
+
+// How long the start-up waits at most for the session bus to answer before
+// the window is shown without it (shell/session_bus.h): the window appears
+// within a second whatever the bus does.
+inline constexpr std::chrono::milliseconds kStartUpBusWait{300};
+
+// The start-up's wait for the session bus with a LinkTimeout of
+// `link_timeout` tenths: LinkTimeout, and never more than kStartUpBusWait.
+std::chrono::milliseconds StartUpBusWait(int link_timeout = kDefaultLinkTimeout);
 
 class DBusStatusLink : public StatusLink {
  public:
@@ -31,6 +41,7 @@ class DBusStatusLink : public StatusLink {
   // place when it is not set) and asks whether the host's name has an owner,
   // waiting at most LinkTimeout for the answer. LinkMode becomes 1 when it
   // has; otherwise it stays 0 and the connection is dropped. True when open.
+  // A process without a usable bus (SettleSessionBus) connects to nothing.
   bool Open() override;
 
   // 1 while the link is open, 0 otherwise.

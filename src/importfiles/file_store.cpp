@@ -44,6 +44,21 @@ std::string SystemError(std::string_view what) {
   return std::string(what) + ": " + std::strerror(errno);
 }
 
+// A step of writing that failed, in the system's words, with the reason a
+// person can act on in front of them where there is one.
+std::string WriteError(std::string_view what) {
+  const int code = errno;
+  std::string text = std::string(what) + ": ";
+  if (code == EACCES || code == EPERM || code == EROFS) {
+    text.append(kNoPermissionWords).append(" (");
+  } else if (code == ENOSPC || code == EDQUOT) {
+    text.append(kDiskFullWords).append(" (");
+  } else {
+    return text + std::strerror(code);
+  }
+  return text + std::strerror(code) + ")";
+}
+
 bool WriteAll(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = ::write(fd, bytes.data(), bytes.size());
@@ -92,6 +107,13 @@ int OpenStagingFolder(dev_t device) {
 
 }  // namespace
 
+SaveReason SaveReasonOf(std::string_view failure) {
+  if (failure.find(kNoPermissionWords) != std::string_view::npos) return SaveReason::kNoPermission;
+  if (failure.find(kDiskFullWords) != std::string_view::npos) return SaveReason::kDiskFull;
+  if (failure.find(kBusyWords) != std::string_view::npos) return SaveReason::kBusy;
+  return SaveReason::kOther;
+}
+
 std::filesystem::path DataDirectory() {
   const char* data_home = std::getenv("XDG_DATA_HOME");
   std::filesystem::path base;
@@ -138,7 +160,7 @@ bool DiskFileStore::Replace(const std::filesystem::path& file, std::string_view 
   const std::string name = file.filename().string();
   if (name.empty() || name == "." || name == "..") return Failed(why, "not a file name");
   const Descriptor dir(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!dir.ok()) return Failed(why, SystemError("cannot open the folder"));
+  if (!dir.ok()) return Failed(why, WriteError("cannot open the folder"));
 
   // What is there now must be a file that can be read: anything else stays.
   struct stat old {};
@@ -173,13 +195,13 @@ bool DiskFileStore::Replace(const std::filesystem::path& file, std::string_view 
     data.reset(::openat(dir.get(), hidden.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666));
     if (!data.ok()) {
       hidden.clear();
-      return Failed(why, SystemError("cannot create the new file"));
+      return Failed(why, WriteError("cannot create the new file"));
     }
   }
   // Whatever name it gets on the way, it is seen to be in use.
   MarkTemporaryFileInUse(data.get());
   if (!WriteAll(data.get(), bytes) || ::fdatasync(data.get()) != 0) {
-    const std::string failure = SystemError("cannot write the new file");
+    const std::string failure = WriteError("cannot write the new file");
     discard_hidden();
     return Failed(why, failure);
   }
@@ -188,7 +210,7 @@ bool DiskFileStore::Replace(const std::filesystem::path& file, std::string_view 
   if (anonymous && !exists) {
     // A new file: the name is given in one step, or not at all.
     placed = NameAnonymousFile(data.get(), dir.get(), name);
-    if (!placed && errno != EEXIST) return Failed(why, SystemError("cannot name the new file"));
+    if (!placed && errno != EEXIST) return Failed(why, WriteError("cannot name the new file"));
   }
   if (!placed) {
     // A file is replaced by a rename, which needs a name to rename from:
@@ -207,7 +229,7 @@ bool DiskFileStore::Replace(const std::filesystem::path& file, std::string_view 
         hidden = TemporaryNameFor(name);
         if (!NameAnonymousFile(data.get(), dir.get(), hidden)) {
           hidden.clear();
-          return Failed(why, SystemError("cannot name the new file"));
+          return Failed(why, WriteError("cannot name the new file"));
         }
         from_name = hidden;
       }
@@ -215,14 +237,14 @@ bool DiskFileStore::Replace(const std::filesystem::path& file, std::string_view 
       from_name = hidden;
     }
     if (::renameat(from, from_name.c_str(), dir.get(), name.c_str()) != 0) {
-      const std::string failure = SystemError("cannot put the new file in place");
+      const std::string failure = WriteError("cannot put the new file in place");
       ::unlinkat(from, from_name.c_str(), 0);
       return Failed(why, failure);
     }
     hidden.clear();
   }
   // The new name itself must survive a power cut too.
-  if (::fsync(dir.get()) != 0) return Failed(why, SystemError("cannot force the folder to disk"));
+  if (::fsync(dir.get()) != 0) return Failed(why, WriteError("cannot force the folder to disk"));
   return true;
 }
 
@@ -254,8 +276,7 @@ std::unique_ptr<FileStore::Lock> DiskFileStore::LockFolder(const std::filesystem
     if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= deadline) {
       const bool busy = errno == EWOULDBLOCK;
       ::close(fd);
-      Failed(why, busy ? "another import is writing into the folder"
-                       : SystemError("cannot lock the folder"));
+      Failed(why, busy ? std::string(kBusyWords) : SystemError("cannot lock the folder"));
       return nullptr;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -31,6 +31,22 @@ std::filesystem::path ResolveDataPath(std::string_view name);
 // it stands in for always exists).
 std::filesystem::path ResolveDataPathForWriting(std::string_view name);
 
+// Why a file could not be saved, as far as the person has to act on it. The
+// stores name these reasons in their failures' words (below), so that a
+// report can tell them from the rest, which it quotes as they are.
+enum class SaveReason {
+  kOther,
+  kNoPermission,  // the folder (or the file) may not be written
+  kDiskFull,      // no space left, or the user's quota used up
+  kBusy,          // another import was writing into the folder all the time
+};
+inline constexpr std::string_view kNoPermissionWords = "no permission to write";
+inline constexpr std::string_view kDiskFullWords = "the disk is full";
+inline constexpr std::string_view kBusyWords = "another import is writing into the folder";
+
+// The reason that the words of a save's failure name.
+SaveReason SaveReasonOf(std::string_view failure);
+
 // Whole files, read and replaced.
 class FileStore {
  public:

@@ -70,15 +70,17 @@ ImportPackageResult WriteImportPackage(std::string_view import_dir, int32_t impo
     return std::string_view(result.file_names[slot]);
   };
 
-  result.writers[0] =
-      WriteGlucoseFile(context, name_for(RecordCategory::kGlucose), header, records.glucose);
-  result.writers[1] =
-      WriteInsulinFile(context, name_for(RecordCategory::kInsulin), header, records.insulin);
-  result.writers[2] =
-      WriteIntakesFile(context, name_for(RecordCategory::kIntakes), header, records.intakes);
-  result.writers[3] =
-      WriteExerciseFile(context, name_for(RecordCategory::kExercise), header, records.exercise);
-  result.writers[4] = WriteLabFile(context, name_for(RecordCategory::kLab), header, records.lab);
+  // Each writer in turn, until the progress asks to stop.
+  const auto write = [&](RecordCategory category, auto writer, const auto& array) {
+    if (result.attempted != Slot(category) || progress.StopWriting()) return;
+    result.writers[Slot(category)] = writer(context, name_for(category), header, array);
+    ++result.attempted;
+  };
+  write(RecordCategory::kGlucose, WriteGlucoseFile, records.glucose);
+  write(RecordCategory::kInsulin, WriteInsulinFile, records.insulin);
+  write(RecordCategory::kIntakes, WriteIntakesFile, records.intakes);
+  write(RecordCategory::kExercise, WriteExerciseFile, records.exercise);
+  write(RecordCategory::kLab, WriteLabFile, records.lab);
 
   result.highest_index = {HighestIndex(records.glucose), HighestIndex(records.insulin),
                           HighestIndex(records.intakes), HighestIndex(records.exercise),

@@ -41,6 +41,9 @@ struct ImportPackageResult {
   // result screen shows; nullopt for an array that was never sized (the
   // screen then leaves its label as it was).
   std::array<std::optional<int32_t>, kRecordCategoryCount> highest_index;
+  // The categories whose writer was called, in order: all five unless the
+  // progress asked to stop writing (ImportProgress::StopWriting).
+  size_t attempted = 0;
 };
 
 // Writes the records of one import into `import_dir` (which ends in a path
@@ -49,7 +52,8 @@ struct ImportPackageResult {
 // `create_single_file` one "IMP_" file whose sections are GLUCOSE, INSULIN,
 // INTAKES, EXERCISE and LAB. A category without records makes no file or
 // section. Failures are not raised; they show in the result. Files are read
-// and saved through `files` (the disk when null).
+// and saved through `files` (the disk when null). Before each writer the
+// progress is asked whether to stop: the writers after that are not called.
 ImportPackageResult WriteImportPackage(std::string_view import_dir, int32_t import_sequence,
                                        bool create_single_file, const ImportHeader& header,
                                        const DecodedRecords& records, const WallClock& clock,

@@ -42,6 +42,10 @@ class ImportProgress {
   virtual void SetCounterText(const std::string& text) { (void)text; }
   // Lets pending window events run (every 50 records).
   virtual void LetEventsRun() {}
+  // Asked before each writer call of an import package: true writes no
+  // further file (the person cancelled while the files were written; the
+  // call under way has finished its file).
+  virtual bool StopWriting() { return false; }
 };
 
 // What every writer works with.

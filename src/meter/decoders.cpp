@@ -39,14 +39,14 @@ bool SetMeterType(MeterConnection& connection, int16_t& meter_type, std::string*
   return true;
 }
 
-// The event and the meter type of a record made from `entry`.
+// The event of a record made from `entry`.
 template <typename Record>
-bool SetEventAndType(Record& record, const RawMeterRecord& entry, const EventMaps& events,
-                     MeterConnection& connection, std::string* err) {
+bool SetEvent(Record& record, const RawMeterRecord& entry, const EventMaps& events,
+              std::string* err) {
   const std::optional<int16_t> event = RecordEventCode(entry, events, err);
   if (!event) return false;
   record.event = *event;
-  return SetMeterType(connection, record.meter_type, err);
+  return true;
 }
 
 // Where a routine stands in its raw entries, so that an error can say how
@@ -63,15 +63,18 @@ int32_t Done(DecodeStats* stats, const Position& position, int32_t result) {
   return result;
 }
 
-// The end of a routine at a run-time error: noted as a loss with the entries
-// left undecoded; the routine gives the number of records it filled.
-int32_t Stopped(DecodeStats* stats, const Position& position, std::string failure) {
+// The end of a routine at a run-time error: noted as a loss of `cause` with
+// the entries left undecoded; the routine gives the number of records it
+// filled.
+int32_t Stopped(DecodeStats* stats, const Position& position, LossCause cause,
+                std::string failure) {
   if (stats != nullptr) {
-    if (position.read > position.at) {
-      failure += " (" + std::to_string(position.read - position.at) + " of " +
-                 std::to_string(position.read) + " raw entries not decoded)";
+    const int32_t left = position.read > position.at ? position.read - position.at : 0;
+    if (left > 0) {
+      failure += " (" + std::to_string(left) + " of " + std::to_string(position.read) +
+                 " raw entries not decoded)";
     }
-    stats->losses.push_back(std::move(failure));
+    stats->losses.push_back({cause, left, std::move(failure)});
   }
   return Done(stats, position, position.filled);
 }
@@ -106,7 +109,7 @@ int32_t DecodeEachEntry(MeterConnection& connection, const EventMaps& events,
   std::string err;
   std::vector<RawMeterRecord> raw;
   if (!ReadEntries(connection, kMeterEntryKind, raw, stats, position, &err)) {
-    return Stopped(stats, position, err);
+    return Stopped(stats, position, LossCause::kMeterRead, err);
   }
   const int32_t read = position.read;
   int32_t count = 0;
@@ -119,8 +122,11 @@ int32_t DecodeEachEntry(MeterConnection& connection, const EventMaps& events,
     if (!qualifies(entry)) continue;
     Record record;
     if (!SetDateAndTime(record, entry, &err) || !fill(entry, record, &err) ||
-        !SetEventAndType(record, entry, events, connection, &err)) {
-      return Stopped(stats, position, err);
+        !SetEvent(record, entry, events, &err)) {
+      return Stopped(stats, position, LossCause::kDecoding, err);
+    }
+    if (!SetMeterType(connection, record.meter_type, &err)) {
+      return Stopped(stats, position, LossCause::kMeterRead, err);
     }
     records[static_cast<size_t>(position.filled++)] = std::move(record);
   }
@@ -208,7 +214,7 @@ int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
   std::string err;
   std::vector<RawMeterRecord> raw;
   if (!ReadEntries(connection, kMeterEntryKind, raw, stats, position, &err)) {
-    return Stopped(stats, position, err);
+    return Stopped(stats, position, LossCause::kMeterRead, err);
   }
   const int32_t read = position.read;
   // Counted over the doses that are not 0 but filled only for those above 0:
@@ -231,10 +237,15 @@ int32_t DecodeInsulin(MeterConnection& connection, const EventMaps& events,
       const float dose = entry.Insulin(slot);
       if (!(dose > 0)) continue;
       InsulinRecord record;
-      if (!SetDateAndTime(record, entry, &err)) return Stopped(stats, position, err);
+      if (!SetDateAndTime(record, entry, &err)) {
+        return Stopped(stats, position, LossCause::kDecoding, err);
+      }
       SplitInsulinDose(record, dose, slot_defaults[static_cast<size_t>(slot)], descriptions);
-      if (!SetEventAndType(record, entry, events, connection, &err)) {
-        return Stopped(stats, position, err);
+      if (!SetEvent(record, entry, events, &err)) {
+        return Stopped(stats, position, LossCause::kDecoding, err);
+      }
+      if (!SetMeterType(connection, record.meter_type, &err)) {
+        return Stopped(stats, position, LossCause::kMeterRead, err);
       }
       records[static_cast<size_t>(position.filled++)] = std::move(record);
     }
@@ -254,7 +265,9 @@ int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions
   const bool ok = connection.ReadPumpRecords(entries, read, &err);
   position.read = read > 0 ? read : 0;
   if (!ok) {
-    Stopped(stats, position, err);
+    // The control's failure, or an entry whose date makes no date.
+    Stopped(stats, position,
+            connection.ControlFailed() ? LossCause::kMeterRead : LossCause::kDecoding, err);
     return count_now();
   }
   if (stats != nullptr) stats->raw_entries += position.read;
@@ -271,7 +284,8 @@ int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions
     record.date = entry.date;
     record.time = entry.time;
     if (entry.type < INT16_MIN || entry.type > INT16_MAX) {
-      Stopped(stats, position, "overflow: pump insulin type " + std::to_string(entry.type));
+      Stopped(stats, position, LossCause::kDecoding,
+              "overflow: pump insulin type " + std::to_string(entry.type));
       return count_now();
     }
     // The entry's own type code, with no slot default behind a 0.
@@ -279,7 +293,7 @@ int32_t AppendPumpRecords(MeterConnection& connection, const InsulinDescriptions
     SplitInsulinDose(record, entry.amount, 0, descriptions);
     record.event = 0;
     if (!SetMeterType(connection, record.meter_type, &err)) {
-      Stopped(stats, position, err);
+      Stopped(stats, position, LossCause::kMeterRead, err);
       return count_now();
     }
     records[next++] = std::move(record);
@@ -422,7 +436,7 @@ int32_t DecodeLaboratory(MeterConnection& connection, int16_t kind,
   std::string err;
   std::vector<RawMeterRecord> raw;
   if (!ReadEntries(connection, kind, raw, stats, position, &err)) {
-    return Stopped(stats, position, err);
+    return Stopped(stats, position, LossCause::kMeterRead, err);
   }
   const int32_t read = position.read;
   if (read < 1) return Done(stats, position, 0);
@@ -432,10 +446,14 @@ int32_t DecodeLaboratory(MeterConnection& connection, int16_t kind,
     const RawMeterRecord& entry = raw[position.at];
     LabRecord record;
     const char* dropped = nullptr;
-    if (!SetDateAndTime(record, entry, &err) ||
-        !SetMeterType(connection, record.meter_type, &err) ||
-        !SetLabValue(record, kind, entry.Glucose(), ketone_defaults, dropped, &err)) {
-      return Stopped(stats, position, err);
+    if (!SetDateAndTime(record, entry, &err)) {
+      return Stopped(stats, position, LossCause::kDecoding, err);
+    }
+    if (!SetMeterType(connection, record.meter_type, &err)) {
+      return Stopped(stats, position, LossCause::kMeterRead, err);
+    }
+    if (!SetLabValue(record, kind, entry.Glucose(), ketone_defaults, dropped, &err)) {
+      return Stopped(stats, position, LossCause::kDecoding, err);
     }
     if (dropped != nullptr) {
       records.pop_back();  // the entry is dropped: the array shrinks back by one

@@ -44,6 +44,27 @@ struct Tally {
   int32_t count = 0;
 };
 
+// Why entries of the meter did not reach the import folder.
+enum class LossCause {
+  kMeterRead,   // a call on the meter communication control failed: the meter (or the
+                // line to it) did not hand over everything
+  kDecoding,    // entries were read but could not be decoded (a date, an event code,
+                // a value out of its range)
+  kNotWritten,  // records were decoded but their writer wrote none of them
+  kNotSaved,    // the category's file could not be saved
+  kCancelled,   // the person cancelled before the category was written
+};
+
+// One loss: its cause, how many entries or records it cost (0 when that is not
+// known, as for a read that failed), and the failure in its own words (the
+// control's, the system's), one line.
+struct Loss {
+  LossCause cause = LossCause::kMeterRead;
+  int32_t count = 0;
+  std::string text;
+  bool operator==(const Loss&) const = default;
+};
+
 // What decoding did with the meter's entries, gathered for the import's
 // report. The routines add to it, so that one set of statistics can cover a
 // whole category (the insulin doses and the pump boluses; every laboratory
@@ -56,8 +77,9 @@ struct DecodeStats {
   // These are the decoding's rules, not losses.
   std::vector<Tally> notes;
   // Losses: a failed read of a record set, and each run-time error that
-  // ended a routine early, with the raw entries it left undecoded.
-  std::vector<std::string> losses;
+  // ended a routine early, with the raw entries it left undecoded (its
+  // count): a failing control call is kMeterRead, anything else kDecoding.
+  std::vector<Loss> losses;
 
   // Adds `count` to the tally of `what` (nothing for 0).
   void Note(std::string_view what, int32_t count);

@@ -93,6 +93,20 @@ class MeterConnection {
   // The connection's text, empty while there is none.
   const std::string& connect_text() const { return connect_text_; }
 
+  // True when the records of `kind` are at hand: ReadRawRecords of that kind
+  // serves them without a read of the meter.
+  bool Holds(int16_t kind) const { return kind != 0 && kind == cached_kind_; }
+
+  // Where the control reports the progress of the reads (nullptr: nowhere).
+  void ReportProgressTo(MeterControl::ProgressReceiver receiver) {
+    control_.SetProgressReceiver(std::move(receiver));
+  }
+
+  // True when the last call on the control came back with its error flag
+  // set: a routine here that failed without it failed on what the control
+  // handed over (a date that makes no date), not on the control.
+  bool ControlFailed() const { return error_ != 0; }
+
  private:
   // False, with the failure of `method` in *err, when the error flag is set.
   bool Check(int method, std::string* err) const;

@@ -80,6 +80,12 @@ class MeterControl {
   // By value: a control that reports keeps the receiver (moves it in).
   // NOLINTNEXTLINE(performance-unnecessary-value-param): the default ignores it
   virtual void SetProgressReceiver(ProgressReceiver receiver) { (void)receiver; }
+
+  // Asks the control to end the read that runs now (or the next one) early;
+  // the read then fails. The one method that is called from another thread
+  // while a call runs (meterimport/meterctl.h); a control that cannot end a
+  // read early ignores it.
+  virtual void RequestCancel() {}
 };
 
 }  // namespace mi

@@ -100,6 +100,13 @@ class PluginMeterControl : public MeterControl {
                          this);
   }
 
+  void RequestCancel() override {
+    constexpr size_t kEnd =
+        offsetof(meterctl_interface, request_cancel) + sizeof(meterctl_interface::request_cancel);
+    if (table_->struct_size < kEnd || table_->request_cancel == nullptr) return;
+    table_->request_cancel(instance_);
+  }
+
   void DriverCount(int16_t& count, int32_t& error) override {
     int16_t out = 0;
     Call(kMethodDriverCount, table_->driver_count, error, &out);

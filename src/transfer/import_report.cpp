@@ -1,12 +1,85 @@
 #include "transfer/import_report.h"
 
+#include <algorithm>
 #include <set>
+#include <utility>
 
 namespace mi {
 namespace {
 
 std::string CategoryName(RecordCategory category) {
   return std::string(SectionName(category));
+}
+
+// The records of a category that carry a date: those its writer writes, as
+// long as its first record has one.
+template <typename Record>
+int32_t Dated(const RecordArray<Record>& records) {
+  return static_cast<int32_t>(
+      std::count_if(records.begin(), records.end(), [](const Record& r) { return r.date != 0; }));
+}
+
+int32_t Dated(const DecodedRecords& records, RecordCategory category) {
+  switch (category) {
+    case RecordCategory::kGlucose:
+      return Dated(records.glucose);
+    case RecordCategory::kInsulin:
+      return Dated(records.insulin);
+    case RecordCategory::kIntakes:
+      return Dated(records.intakes);
+    case RecordCategory::kExercise:
+      return Dated(records.exercise);
+    case RecordCategory::kLab:
+      return Dated(records.lab);
+  }
+  return 0;
+}
+
+// What the writing did with the `dated` records of a category: the lines
+// saved, and what did not reach the folder as losses.
+void Written(CategoryReport& entry, int32_t dated, const ImportPackageResult& package) {
+  const size_t slot = Slot(entry.category);
+  if (package.attempted <= slot) {
+    // The person cancelled before this category's turn.
+    if (dated > 0) {
+      entry.losses.push_back(
+          {LossCause::kCancelled, dated,
+           std::to_string(dated) + " decoded records not written: the import was cancelled"});
+    }
+    return;
+  }
+  const WriterResult& writer = package.writers[slot];
+  if (!writer.save_failures.empty()) {
+    // Nothing of this writer call reached the folder.
+    int32_t count = writer.entries;
+    for (const std::string& failure : writer.save_failures) {
+      entry.losses.push_back(
+          {LossCause::kNotSaved, std::exchange(count, 0), "not saved: " + failure});
+    }
+    return;
+  }
+  entry.written = writer.entries;
+  if (writer.written) entry.file = package.file_names[slot];
+  // A writer writes nothing of a category whose first record is empty (its
+  // entry could not be decoded): the records decoded after it are lost.
+  if (dated > entry.written) {
+    const int32_t lost = dated - entry.written;
+    entry.losses.push_back(
+        {LossCause::kNotWritten, lost,
+         std::to_string(lost) +
+             " decoded records not written: the first record of the category is empty (its "
+             "entry could not be decoded), and then its writer writes none"});
+  }
+}
+
+CategoryOutcome OutcomeOf(const CategoryReport& entry, int32_t dated) {
+  if (!entry.enabled) return CategoryOutcome::kNotImported;
+  if (entry.written > 0) {
+    return entry.losses.empty() ? CategoryOutcome::kSaved : CategoryOutcome::kPartlySaved;
+  }
+  if (dated > 0) return CategoryOutcome::kNotSaved;
+  return entry.losses.empty() ? CategoryOutcome::kNothingToImport
+                              : CategoryOutcome::kNothingDecoded;
 }
 
 // The glucose lines that carry no value: the BG field is written only for
@@ -34,17 +107,20 @@ void NoteGlucoseWithoutValue(const RecordArray<GlucoseRecord>& glucose, ImportRe
 }  // namespace
 
 bool ImportReport::HasLoss() const {
-  for (const CategoryReport& category : categories) {
-    if (!category.losses.empty()) return true;
-  }
-  return false;
+  return std::ranges::any_of(categories, [](const CategoryReport& c) { return !c.losses.empty(); });
+}
+
+bool ImportReport::HasLoss(LossCause cause) const {
+  return std::ranges::any_of(categories, [cause](const CategoryReport& c) {
+    return std::ranges::any_of(c.losses, [cause](const Loss& loss) { return loss.cause == cause; });
+  });
 }
 
 std::vector<std::string> ImportReport::LossLines() const {
   std::vector<std::string> lines;
   for (const CategoryReport& category : categories) {
-    for (const std::string& loss : category.losses) {
-      lines.push_back(CategoryName(category.category) + " lost: " + loss);
+    for (const Loss& loss : category.losses) {
+      lines.push_back(CategoryName(category.category) + " lost: " + loss.text);
     }
   }
   return lines;
@@ -80,15 +156,12 @@ ImportReport BuildImportReport(const ReadingResult& reading, const ImportPackage
     entry.records = stats->records;
     entry.notes = stats->notes;
     entry.losses = stats->losses;
-    if (package == nullptr) continue;
-    const WriterResult& writer = package->writers[Slot(category)];
-    entry.written = writer.entries;
-    // Every record with a date is written; the others are passed over.
-    const int32_t undated = entry.records - writer.entries;
-    if (undated > 0) entry.notes.push_back({"left out: empty date", undated});
-    for (const std::string& failure : writer.save_failures) {
-      entry.losses.push_back("not saved: " + failure);
-    }
+    const int32_t dated = Dated(reading.records, category);
+    // Records whose date really is empty are passed over by every writer.
+    if (entry.records > dated)
+      entry.notes.push_back({"left out: empty date", entry.records - dated});
+    if (package != nullptr) Written(entry, dated, *package);
+    entry.outcome = OutcomeOf(entry, dated);
   }
   for (const std::string& error : reading.errors) report.notices.push_back(error);
   NoteGlucoseWithoutValue(reading.records.glucose, report);

@@ -169,15 +169,31 @@ bool ImportSession::Transfer(const TransferOptions& options, ImportResult& resul
 }
 
 bool ImportSession::Read(const TransferOptions& options, ImportResult& result, std::string* err) {
-  ReadingRequest request;
+  return TakeReading(PrepareRead(options).Run(), result, err);
+}
+
+ReadingJob ImportSession::PrepareRead(const TransferOptions& options) {
+  ReadingJob job;
+  job.connection = &connection();
+  job.profile = profile_;
+  ReadingRequest& request = job.request;
   request.port = port();
   request.driver_name = ReadingDriverName(context().MeterFamily, UsesIrKey());
   request.progress_window = options.progress_window;
   request.laboratory_kinds = LaboratoryKinds(profile_.getLabData);
   request.connected = options.connected;
+  request.cancelled = options.cancelled;
+  request.progress = options.reading_progress;
+  return job;
+}
 
+void ImportSession::CancelRead() {
+  if (control_) control_->RequestCancel();
+}
+
+bool ImportSession::TakeReading(ReadingResult reading, ImportResult& result, std::string* err) {
   result = ImportResult();
-  result.reading = ReadMeter(connection(), profile_, request);
+  result.reading = std::move(reading);
   result.report = BuildImportReport(result.reading, nullptr);
   if (result.reading.connect_text == kDriverNotInstalled) {
     return TakeWayOut(WayOut::kNotInstalled, err);

@@ -76,7 +76,21 @@ enum class WayOut {
 struct TransferOptions {
   int32_t progress_window = 0;         // handed to the control's reads
   ImportProgress* progress = nullptr;  // the writers' progress displays
-  std::function<void()> connected;     // the meter is connected: reading starts
+  // The reading's own: called on the thread that reads (meter/meter_reading.h).
+  std::function<void()> connected;  // the meter is connected: reading starts
+  std::function<bool()> cancelled;  // asked before each record set
+  std::function<void(const ReadingProgress&)> reading_progress;
+};
+
+// A reading of the meter, ready to run on any thread: what it needs of the
+// run's state is copied in, and while it runs nothing else calls the meter
+// control (meterimport/meterctl.h: one thread at a time).
+struct ReadingJob {
+  MeterConnection* connection = nullptr;
+  MeterProfile profile;
+  ReadingRequest request;
+
+  ReadingResult Run() const { return ReadMeter(*connection, profile, request); }
 };
 
 struct ImportResult {
@@ -153,8 +167,14 @@ class ImportSession {
   // Reads the meter on the port in use, with the infrared key's driver when
   // UsesIrKey(); the identification goes to the shell. Fails at the ways out
   // kNotInstalled and kNoConnection (the driver is closed again). `result`
-  // has no package yet.
+  // has no package yet. The same in two halves for a reading on a thread of
+  // its own: PrepareRead, the job run there, TakeReading with its result.
   bool Read(const TransferOptions& options, ImportResult& result, std::string* err = nullptr);
+  ReadingJob PrepareRead(const TransferOptions& options);
+  bool TakeReading(ReadingResult reading, ImportResult& result, std::string* err = nullptr);
+  // Asks the meter control to end the read under way early: the one call
+  // that may come from another thread than the reading's.
+  void CancelRead();
   // Writes the import package of a reading.
   void Write(ImportResult& result, ImportProgress* progress);
   // Both, for a front-end that shows nothing in between.

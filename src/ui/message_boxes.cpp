@@ -1,10 +1,19 @@
 #include "ui/message_boxes.h"
 
 #include <QtGui/QFontMetrics>
+#include <QtGui/QScreen>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QDialog>
+#include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QGridLayout>
+#include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QInputDialog>
+#include <QtWidgets/QLabel>
 #include <QtWidgets/QMessageBox>
+#include <QtWidgets/QScrollArea>
+#include <QtWidgets/QStyle>
+#include <QtWidgets/QVBoxLayout>
+#include <algorithm>
 
 namespace mi {
 namespace {
@@ -94,6 +103,51 @@ std::optional<std::string> QtMessageBoxes::Input(QWidget* parent, const std::str
   if (parent != nullptr) parent->window()->activateWindow();
   if (!accepted) return std::nullopt;
   return box.textValue().toStdString();
+}
+
+void QtMessageBoxes::ShowScrolling(QWidget* parent, const std::string& text, MessageIcon icon) {
+  QDialog box(parent);
+  box.setObjectName("ScrollingMessageBox");
+  box.setWindowTitle(QGuiApplication::applicationDisplayName());
+  box.setWindowFlag(Qt::WindowStaysOnTopHint);
+  auto* body = new QHBoxLayout();
+  const QMessageBox::Icon shown = IconOf(icon);
+  if (shown != QMessageBox::NoIcon) {
+    // The icon a message box of this kind shows.
+    QMessageBox probe(shown, QString(), QString());
+    auto* picture = new QLabel(&box);
+    picture->setPixmap(probe.iconPixmap());
+    picture->setAlignment(Qt::AlignTop);
+    body->addWidget(picture);
+  }
+  auto* label = new QLabel(QString::fromStdString(text));
+  label->setWordWrap(true);
+  label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  label->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+  auto* scroll = new QScrollArea(&box);
+  scroll->setObjectName("text");
+  scroll->setWidget(label);
+  scroll->setWidgetResizable(true);
+  scroll->setFrameShape(QFrame::NoFrame);
+  scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  body->addWidget(scroll, 1);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok, &box);
+  QObject::connect(buttons, &QDialogButtonBox::accepted, &box, &QDialog::accept);
+  auto* layout = new QVBoxLayout(&box);
+  layout->addLayout(body, 1);
+  layout->addWidget(buttons);
+  // As wide as a message box; as high as the text needs, but never beyond
+  // two thirds of the screen: the rest scrolls.
+  const QScreen* screen = parent != nullptr ? parent->screen() : QGuiApplication::primaryScreen();
+  const QRect room = screen != nullptr ? screen->availableGeometry() : QRect(0, 0, 800, 600);
+  const int width = std::min(520, room.width() * 9 / 10);
+  label->setFixedWidth(width - 40);
+  const int wanted = label->heightForWidth(width - 40) + 8;
+  scroll->setMinimumSize(width, std::min(wanted, room.height() * 2 / 3));
+  box.setMaximumHeight(room.height() * 9 / 10);
+  box.exec();
+  // Closed, the box gives the keyboard back to the window it was shown over.
+  if (parent != nullptr) parent->window()->activateWindow();
 }
 
 }  // namespace mi

@@ -26,6 +26,13 @@ class MessageBoxes {
   // An input box: what the person typed, or nullopt when they cancelled.
   virtual std::optional<std::string> Input(QWidget* parent, const std::string& prompt,
                                            const std::string& title, const std::string& preset) = 0;
+
+  // A message box with OK for a text that may be long (a list of what went
+  // wrong): it never grows beyond the screen, its text scrolls. Without a
+  // box of its own, the plain one.
+  virtual void ShowScrolling(QWidget* parent, const std::string& text, MessageIcon icon) {
+    Show(parent, text, icon);
+  }
 };
 
 class QtMessageBoxes final : public MessageBoxes {
@@ -35,6 +42,7 @@ class QtMessageBoxes final : public MessageBoxes {
                      const std::string& title = "") override;
   std::optional<std::string> Input(QWidget* parent, const std::string& prompt,
                                    const std::string& title, const std::string& preset) override;
+  void ShowScrolling(QWidget* parent, const std::string& text, MessageIcon icon) override;
 };
 
 }  // namespace mi

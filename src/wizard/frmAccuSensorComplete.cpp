@@ -4,6 +4,7 @@
 #include <QtCore/QSignalBlocker>
 #include <QtCore/QTimer>
 #include <QtGui/QCloseEvent>
+#include <QtGui/QFontDatabase>
 #include <QtGui/QKeySequence>
 #include <QtGui/QShortcut>
 #include <QtWidgets/QApplication>
@@ -25,6 +26,7 @@
 #include "ui/localise.h"
 #include "ui/pictures.h"
 #include "ui/window_services.h"
+#include "wizard/screen_property.h"
 #include "wizard/wizard_host.h"
 
 namespace mi {
@@ -92,6 +94,7 @@ frmAccuSensorComplete::frmAccuSensorComplete(WizardHost& host, QWidget* parent)
   setWindowTitle(QString::fromUtf8("Messgeräte-Import"));
   SetTag(this, kTextWizardCaption);
   Build();
+  TellActivation(this);
 }
 
 frmAccuSensorComplete::~frmAccuSensorComplete() = default;
@@ -208,6 +211,8 @@ void frmAccuSensorComplete::Build() {
     lnAnimate_->setFrameShape(QFrame::HLine);
     lnAnimate_->setLineWidth(2);
     layout->addWidget(lnAnimate_);
+    lblRecordSet_ = NewLabel(contAnimation_, "lblRecordSet", "");
+    layout->addWidget(lblRecordSet_);
     pgtransfer_ = new QProgressBar(contAnimation_);
     pgtransfer_->setObjectName("pgtransfer");
     pgtransfer_->setRange(0, 1);
@@ -248,6 +253,8 @@ void frmAccuSensorComplete::Build() {
         {"lblSP", "Sporteinheiten:", kTextResultExercise, "lblnSP"},
         {"lblLab", "Laborwerte:", kTextResultLaboratory, "lblnLab"},
     };
+    constexpr const char* kStateNames[kRecordCategoryCount] = {
+        "lblStateBG", "lblStateIG", "lblStateBU", "lblStateSP", "lblStateLab"};
     for (size_t i = 0; i < kRecordCategoryCount; ++i) {
       result_captions_[i] =
           NewLabel(contSuccess_, kRows[i].caption_name, kRows[i].german, kRows[i].tag);
@@ -255,19 +262,22 @@ void frmAccuSensorComplete::Build() {
       result_values_[i]->setWordWrap(false);
       result_values_[i]->setMinimumWidth(48);
       result_values_[i]->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+      result_states_[i] = NewLabel(contSuccess_, kStateNames[i], "");
+      result_states_[i]->setWordWrap(false);
       grid->addWidget(result_captions_[i], static_cast<int>(i), 0);
       grid->addWidget(result_values_[i], static_cast<int>(i), 1);
+      grid->addWidget(result_states_[i], static_cast<int>(i), 2);
     }
     grid->addWidget(NewLabel(contSuccess_, "lblMeter", "Messgerät:", kTextMeterCaption),
                     kRecordCategoryCount, 0, Qt::AlignTop);
     lblMeterID_ = NewLabel(contSuccess_, "lblMeterID", "");
     lblMeterID_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-    grid->addWidget(lblMeterID_, kRecordCategoryCount, 1, 1, 2);
-    grid->setColumnStretch(2, 1);
-    grid->setHorizontalSpacing(24);
+    grid->addWidget(lblMeterID_, kRecordCategoryCount, 1, 1, 3);
+    grid->setColumnStretch(3, 1);
+    grid->setHorizontalSpacing(16);
     layout->addLayout(grid);
     lblLoss_ =
-        NewLabel(contSuccess_, "lblLoss", "Nicht alles konnte übernommen werden.", kTextLossNotice);
+        NewLabel(contSuccess_, "lblLoss", "Nicht alles konnte übernommen werden:", kTextLossNotice);
     lblLoss_->hide();
     layout->addWidget(lblLoss_);
     cmdDetails_ = NewButton(contSuccess_, "cmdDetails", "&Details ...",
@@ -378,6 +388,10 @@ void frmAccuSensorComplete::display_status(int16_t, int16_t, const std::string& 
 }
 
 void frmAccuSensorComplete::InitFont() {
+  // The probe before the change: "tahoma" only where it is installed.
+  // Elsewhere each control would get what the font configuration gives for
+  // it, the default family, after a search through every installed font.
+  if (!QFontDatabase::families().contains(QStringLiteral("tahoma"), Qt::CaseInsensitive)) return;
   SetFontName(this, "tahoma");
 }
 
@@ -391,14 +405,15 @@ void frmAccuSensorComplete::Form_Load() {
   InitFont();
   LocaliseForm(this, host_.session().shell().language());
   SetAccessibleTexts();
-  // The meter module's tables: the control is created with them, and tells
-  // the progress of its reads to the transfer's bar.
-  MeterControl& control = host_.session().Control();
-  control.SetProgressReceiver([this](int32_t window, int32_t done, int32_t total) {
-    if (window != static_cast<int32_t>(pgtransfer_->winId())) return;
-    pgtransfer_->setRange(0, std::max(1, total));
-    pgtransfer_->setValue(done);
-    pgtransfer_->repaint();
+  // The meter module's tables, with which the control is created, are set up
+  // as soon as the window is on the screen: loading the control's library
+  // (and the simulated control's meter memory) would hold the window up
+  // longer than anything else of the start-up. A reading that comes first
+  // creates it itself. (Its reads tell their progress to the reading, which
+  // hands it to ShowReading.)
+  QTimer::singleShot(0, this, [this] {
+    host_.session().Control();
+    host_.session().TellNotices();
   });
 }
 
@@ -487,17 +502,17 @@ void frmAccuSensorComplete::Show(WizardScreen screen) {
       imgstp_[1]->hide();
       imgstp_[2]->show();
       cmdNext_->setEnabled(false);
+      cmdCancel_->setEnabled(true);
       lblOn_->show();
       lblStepGuide_->show();
-      lblOn_->repaint();
-      pgtransfer_->setRange(0, 1);
+      pgtransfer_->setRange(0, ReadingBar::kEnd);
       pgtransfer_->setValue(0);
+      lblRecordSet_->clear();
       break;
     case WizardScreen::kTransfer:
       ShowScreen(contAnimation_);
       display_status(0, flow_.step(), Text(kTextReading));
       SetAnimate(true);
-      repaint();
       break;
     case WizardScreen::kWriting:
       lblOn_->hide();
@@ -507,8 +522,35 @@ void frmAccuSensorComplete::Show(WizardScreen screen) {
       SetAnimate(false);
       ShowResult();
       break;
+    case WizardScreen::kCancelling:
+      ShowCancelling();
+      break;
   }
+  TellScreen(this, screen);
   FollowTheWork(screen);
+}
+
+void frmAccuSensorComplete::ShowCancelling() {
+  // The wizard finishes as soon as the part being read (or the file being
+  // written) is done; a second cancel has nothing more to do.
+  cmdCancel_->setEnabled(false);
+  std::string text = Text(kTextCancelling);
+  if (text.empty()) {
+    text =
+        "Abbruch: Die Übertragung endet, sobald der gerade gelesene Teil angekommen ist. Es "
+        "wird nichts gespeichert.";
+  }
+  display_status(0, flow_.step(), text);
+}
+
+void frmAccuSensorComplete::ShowReading(const ReadingProgress& progress, const std::string& text) {
+  pgtransfer_->setValue(progress.permille);
+  lblRecordSet_->setText(Q(text));
+}
+
+void frmAccuSensorComplete::Post(std::function<void()> task) {
+  // Queued to this window's thread; dropped with the window.
+  QMetaObject::invokeMethod(this, std::move(task), Qt::QueuedConnection);
 }
 
 void frmAccuSensorComplete::ShowPorts(const PortChoice& ports) {
@@ -587,10 +629,32 @@ void frmAccuSensorComplete::ShowResult() {
     result_values_[i]->setVisible(result.shown[i]);
     result_captions_[i]->setVisible(result.shown[i]);
   }
+  ShowResultStates(result);
   lblMeterID_->setText(Q(result.meter));
+  if (result.lost) lblLoss_->setText(Q(result.loss_text));
   lblLoss_->setVisible(result.lost);
   cmdDetails_->setVisible(result.lost);
   cmdNext_->setFocus();
+}
+
+void frmAccuSensorComplete::ShowResultStates(const WizardResult& result) {
+  for (size_t i = 0; i < kRecordCategoryCount; ++i) {
+    QLabel* state = result_states_[i];
+    state->setVisible(result.shown[i]);
+    state->setText(result.states[i].empty() ? QString() : "· " + Q(result.states[i]));
+    // Anything but a file saved whole is shown as a loss is.
+    const bool whole = result.outcomes[i] == CategoryOutcome::kSaved ||
+                       result.outcomes[i] == CategoryOutcome::kNothingToImport;
+    state->setStyleSheet(whole ? QString() : QStringLiteral("color: #a00000;"));
+    // The row as one text: "Blood glucose readings: 232, saved".
+    QString caption = result_captions_[i]->text();
+    while (caption.endsWith(':') || caption.endsWith(' ')) caption.chop(1);
+    QString row = caption + ": " + result_values_[i]->text();
+    if (!result.states[i].empty()) row += ", " + Q(result.states[i]);
+    for (QLabel* label : {result_captions_[i], result_values_[i], state}) {
+      label->setAccessibleName(row);
+    }
+  }
 }
 
 // ---- Event handlers --------------------------------------------------------
@@ -635,7 +699,11 @@ void frmAccuSensorComplete::cmdUSBInfo_Click() {
 }
 
 void frmAccuSensorComplete::cmdDetails_Click() {
-  if (flow_.last_result() != nullptr) Say(flow_.LossDetails(), MessageIcon::kExclamation);
+  // However many losses there are, the box scrolls rather than outgrow the
+  // screen.
+  if (flow_.last_result() != nullptr) {
+    host_.services().messages->ShowScrolling(this, flow_.LossDetails(), MessageIcon::kExclamation);
+  }
 }
 
 void frmAccuSensorComplete::Timer1_Timer() {

@@ -92,6 +92,8 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
   // cppcheck-suppress CastIntegerToAddressAtReturn ; imgstp_ holds pointers, not integers
   PictureBox* imgstp(int index) const { return imgstp_[static_cast<size_t>(index)]; }
   const ImportResult* last_result() const { return flow_.last_result(); }
+  // True while the meter is read (on its own thread) or the files are written.
+  bool busy() const { return flow_.busy() != WizardFlow::Busy::kNo; }
   const MeterProfile& profile() const;
 
  protected:
@@ -106,7 +108,10 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
   void Say(const std::string& text, MessageIcon icon) override;
   int32_t ProgressWindow() override;
   ImportProgress& WritingProgress() override;
+  void ShowReading(const ReadingProgress& progress, const std::string& text) override;
   void Finish() override;
+  // WindowThread: the reading's thread hands its news to this window.
+  void Post(std::function<void()> task) override;
 
   void Build();
   // Keyboard, focus and what a screen reader tells: the help button's
@@ -119,6 +124,10 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
   void ComeBackToTheWayOn();
   void ShowLossLineReadable();
   void ShowResult();
+  // The result rows: what reached the import folder beside each figure, and
+  // each row as one text for a screen reader.
+  void ShowResultStates(const WizardResult& result);
+  void ShowCancelling();
   void ShowScreen(QWidget* screen);
   std::string Text(int16_t id) const;
   QWidget* NewScreen(const char* name);
@@ -154,6 +163,8 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
   QLabel* lblCounter_ = nullptr;
   std::array<QLabel*, kRecordCategoryCount> result_captions_{};
   std::array<QLabel*, kRecordCategoryCount> result_values_{};  // lblnBG ... lblnLab
+  std::array<QLabel*, kRecordCategoryCount> result_states_{};  // lblStateBG ... lblStateLab
+  QLabel* lblRecordSet_ = nullptr;  // beside pgtransfer: the category being read
   QLabel* lblMeterID_ = nullptr;
   QLabel* lblLoss_ = nullptr;
   QPushButton* cmdDetails_ = nullptr;

@@ -186,6 +186,45 @@ TEST_F(BatchTest, ADecodingErrorEndsItsCategoryAndEndsWithStatus7) {
   EXPECT_EQ(ImportFiles(), 5u);
 }
 
+// A first entry that cannot be decoded leaves the first record of its
+// category empty, and a writer writes nothing of such a category: what was
+// decoded after it (other laboratory kinds, the pump boluses after the
+// meter's entries) is lost, reported with its number, and the status says so.
+// An entry whose date really is empty is left out by rule; the records after
+// it are lost all the same.
+TEST_F(BatchTest, RecordsDecodedButNotWrittenAreLosses) {
+  const std::tuple<const char*, const char*, std::vector<std::string>, const char*> cases[] = {
+      {"2",
+       R"({"date": "20260207", "time": "131153", "bg": 9})",
+       {"LAB: 18 raw entries read, 14 records, 0 lines written\n",
+        "LAB lost: ketone level out of range (4 of 4 raw entries not decoded)\n",
+        "LAB lost: 14 decoded records not written: the first record of the category is empty"},
+       "LAB\t0\n"},
+      {"1",
+       R"({"date": "2026AB02", "time": "072816", "bg": 154, "insulin": [5, 0, 8, 0]})",
+       {"INSULIN: 329 raw entries read, 36 records, 0 lines written; left out: pump bolus not "
+        "above 0: 1\n",
+        "INSULIN lost: date conversion failed: \"2026AB02\" \"\" (292 of 292 raw entries not "
+        "decoded)\n",
+        "INSULIN lost: 36 decoded records not written"},
+       "INSULIN\t0\n"},
+      {"2",
+       R"({"date": "18991230", "time": "000000", "bg": 1})",
+       {"LAB: 18 raw entries read, 18 records, 0 lines written; left out: empty date: 1\n",
+        "LAB lost: 17 decoded records not written"},
+       "LAB\t0\n"},
+  };
+  for (const auto& [kind, first, told, printed] : cases) {
+    nlohmann::json memory = nlohmann::json::parse(
+        test::ReadFile(test::SampleMemory(hives.dir.path(), "accu-chek-sensor-complete.json")));
+    memory["records"][kind][0] = nlohmann::json::parse(first);
+    UseMemory(memory.dump());
+    EXPECT_EQ(Import({"Diary", "17", "1", "13"}), kBatchLoss) << kind;
+    for (const std::string& line : told) EXPECT_THAT(err.str(), HasSubstr(line)) << kind;
+    EXPECT_THAT(out.str(), HasSubstr(printed));
+  }
+}
+
 // A user hive that cannot be used reads as an empty root, and the batch says
 // why, once.
 TEST_F(BatchTest, AnUnusableUserHiveIsNamedAndTheImportGoesOn) {

@@ -32,7 +32,9 @@ TEST_P(ShippedCatalogue, LoadsWithoutProblemsWithTheNumbersTheModuleUsesAndTheir
   // Only the texts that take an argument hold %1.
   const std::set<int32_t> with_argument = {
       kTextImportTitle,        kTextUsbDriverInfo,  kTextRenameInsulinPrompt, kTextSetupMeterEvent,
-      kTextSettingsUnreadable, kTextSettingsCutOff, kTextPortPermission};
+      kTextSettingsUnreadable, kTextSettingsCutOff, kTextPortPermission,      kTextReadingCount,
+      kTextCauseSave,          kTextLossRead,       kTextLossDecode,          kTextLossNotWritten,
+      kTextLossNotSaved,       kTextLossCancelled};
   std::set<int32_t> found;
   for (const auto& [id, text] : module->texts()) {
     found.insert(id);

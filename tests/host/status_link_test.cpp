@@ -13,12 +13,15 @@
 #include <QProcess>
 #include <QStringList>
 #include <QThread>
+#include <chrono>
+#include <csignal>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "host/status_link.h"
+#include "shell/session_bus.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
@@ -148,6 +151,22 @@ TEST_F(StatusLinkTest, ALinkIsMadeAtStartUpOrNever) {
   }
   SendMarker("STATUS|marker");
   EXPECT_EQ(HostLines(1), Lines{"STATUS|marker"});
+}
+
+// The start-up's probe is let in by a running bus; a stopped bus daemon
+// accepts the connection and never answers, and is then no bus for the
+// process: a link opens nothing and waits for nothing.
+TEST_F(StatusLinkTest, AStoppedBusIsNoBusForTheProcess) {
+  StartHost({});
+  EXPECT_EQ(ProbeBus(address_, std::chrono::seconds(5)), BusAnswer::kAnswers);
+  ASSERT_EQ(::kill(static_cast<pid_t>(bus_.processId()), SIGSTOP), 0);
+  EXPECT_EQ(ProbeBus(address_, StartUpBusWait()), BusAnswer::kSilent);
+  EXPECT_FALSE(SettleSessionBus(StartUpBusWait()));
+  DBusStatusLink link;
+  link.SetLinkTimeout(kForever);
+  EXPECT_FALSE(link.Open());
+  link.Execute("STATUS|lost");
+  ::kill(static_cast<pid_t>(bus_.processId()), SIGCONT);
 }
 
 TEST_F(StatusLinkTest, ClosingUsesTheShortTimeoutAndPutsLinkTimeoutBack) {

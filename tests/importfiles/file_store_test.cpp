@@ -16,6 +16,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include "common/files.h"
 #include "importfiles/import_package.h"
@@ -69,6 +70,38 @@ TEST_F(DiskFileStoreTest, CreatesAndReplacesLeavingNothingElseBehind) {
   const mode_t mask = ::umask(0);
   ::umask(mask);
   EXPECT_EQ(info.st_mode & 0777, 0666 & ~mask);
+}
+
+// A save that fails names the reason a person can act on: a folder that may
+// not be written (read-only, or a read-only file system), a full disk. Each
+// in a child whose system calls fail so (as root, permissions would not).
+TEST_F(DiskFileStoreTest, AFailedSaveNamesTheReasonAPersonCanActOn) {
+  const auto refused_writing = [](int error) {
+    return test::SyscallFaults().FailWhenBitsSet(SYS_openat, 2, O_WRONLY | O_RDWR, error);
+  };
+  const std::tuple<const char*, test::SyscallFaults, SaveReason> cases[] = {
+      {"read-only folder", refused_writing(EACCES), SaveReason::kNoPermission},
+      {"read-only file system", refused_writing(EROFS), SaveReason::kNoPermission},
+      {"full disk", test::SyscallFaults().FullDisk(), SaveReason::kDiskFull},
+  };
+  for (auto [name, faults, reason] : cases) {
+    SCOPED_TRACE(name);
+    const pid_t child = ::fork();
+    if (child == 0) {
+      if (!faults.Install()) ::_exit(99);
+      std::string why;
+      if (disk.Replace(folder / "BG_1.00001", "data", &why)) ::_exit(98);
+      ::_exit(static_cast<int>(SaveReasonOf(folder.string() + "/BG_1.00001: " + why)));
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status)) << status;
+    if (WEXITSTATUS(status) == 99) GTEST_SKIP() << "no seccomp here";
+    EXPECT_EQ(WEXITSTATUS(status), static_cast<int>(reason));
+  }
+  EXPECT_TRUE(FileNames(folder).empty());
+  EXPECT_EQ(SaveReasonOf("BG_1: the file exists but cannot be read: Permission denied"),
+            SaveReason::kOther);
 }
 
 // import_package_test.cpp checks a missing folder.

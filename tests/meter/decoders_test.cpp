@@ -28,7 +28,7 @@ class DecoderTest : public ::testing::Test {
     stats = {};
   }
   // The last loss noted, or "".
-  std::string error() const { return stats.losses.empty() ? "" : stats.losses.back(); }
+  std::string error() const { return stats.losses.empty() ? "" : stats.losses.back().text; }
 
   test::FakeMeterControl control;
   MeterConnection connection{control};

@@ -6,6 +6,7 @@
 // last read and connect kept for inspection.
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -42,6 +43,9 @@ class FakeMeterControl : public MeterControl {
   std::string last_connect_text;
   int16_t last_connect_port = 0;
   bool connected = false;
+
+  // Cancel requests received (RequestCancel).
+  std::atomic<int> cancel_requests{0};
 
   int Calls(int method) const { return calls.count(method) ? calls.at(method) : 0; }
   void AddDriver(std::string key, std::string name) {
@@ -80,18 +84,28 @@ class FakeMeterControl : public MeterControl {
     }
     read_kind_ = kind;
     count = static_cast<int16_t>(records[kind].size());
+    Report(progress_window, count);
   }
   void GetDataRecord(int32_t index, RawMeterRecord& record, int32_t& error) override {
     if (const auto* raw = Element(36, records[read_kind_], index, error)) record = *raw;
   }
-  void ReadSecondSet(int16_t& count, int32_t, int32_t& error) override {
-    if (!Begin(40, error)) count = static_cast<int16_t>(pump.size());
+  void ReadSecondSet(int16_t& count, int32_t progress_window, int32_t& error) override {
+    if (Begin(40, error)) return;
+    count = static_cast<int16_t>(pump.size());
+    Report(progress_window, count);
   }
   void GetSecondSetRecord(int32_t index, RawPumpRecord& record, int32_t& error) override {
     if (const auto* raw = Element(41, pump, index, error)) record = *raw;
   }
+  // A read reports its records one by one, as a control on a real line does.
+  void SetProgressReceiver(ProgressReceiver receiver) override { progress_ = std::move(receiver); }
+  void RequestCancel() override { ++cancel_requests; }
 
  private:
+  void Report(int32_t window, int16_t count) {
+    for (int32_t done = 1; progress_ && done <= count; ++done) progress_(window, done, count);
+  }
+
   // Counts the call and sets the flag; true when the call is to fail.
   bool Begin(int method, int32_t& error) {
     ++calls[method];
@@ -112,6 +126,7 @@ class FakeMeterControl : public MeterControl {
   }
 
   int16_t read_kind_ = 0;
+  ProgressReceiver progress_;
 };
 
 // A raw entry of the meter's memory, built field by field.

@@ -18,6 +18,9 @@ class MemoryFileStore : public FileStore {
   std::set<std::filesystem::path> unreadable;     // there, but reading them fails
   std::set<std::filesystem::path> failing;        // replacing them fails
   std::map<std::filesystem::path, int> replaced;  // how often each was replaced
+  // Every save fails, for this reason (a read-only folder, a full disk, in
+  // the words of the disk's store), when set.
+  std::optional<std::string> every_save_fails;
 
   std::optional<std::string> Read(const std::filesystem::path& file, bool* missing = nullptr,
                                   std::string* why = nullptr) override {
@@ -32,6 +35,10 @@ class MemoryFileStore : public FileStore {
 
   bool Replace(const std::filesystem::path& file, std::string_view bytes,
                std::string* why = nullptr) override {
+    if (every_save_fails) {
+      if (why != nullptr) *why = *every_save_fails;
+      return false;
+    }
     if (unreadable.count(file) != 0 || failing.count(file) != 0) {
       if (why != nullptr) *why = "refused";
       return false;

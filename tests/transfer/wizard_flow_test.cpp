@@ -6,11 +6,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
 #include <sstream>
 #include <utility>
 
 #include "meter/plugin_control.h"
 #include "support/hive_damage.h"
+#include "support/memory_file_store.h"
 #include "support/refused_device.h"
 #include "support/sample_memory.h"
 #include "support/scoped_env.h"
@@ -27,7 +32,7 @@ constexpr const char* kMeterKey =
 
 // The screens by name, in the order of WizardScreen.
 constexpr const char* kScreenNames[] = {"intro",    "port",    "switch-on", "reading",
-                                        "transfer", "writing", "result"};
+                                        "transfer", "writing", "result",    "cancelling"};
 
 const std::string kNoPort =
     "No serial port was found on this computer.\nPlease connect the meter's cable and start the "
@@ -36,7 +41,9 @@ const std::string kJoinDialout =
     "You lack the permission to open serial ports: they belong to the group \"dialout\". Join "
     "it with sudo usermod -aG dialout $USER and log in again.";
 
-// The window's double: records what it is told.
+// The window's double: records what it is told. What the reading's thread
+// posts waits in a queue, as in a window thread's event loop, until the test
+// lets it run.
 class RecordingView : public WizardView {
  public:
   std::string screens;                                    // "intro port ..."
@@ -45,7 +52,32 @@ class RecordingView : public WizardView {
   std::optional<size_t> checked;
   WizardOptions options;
   int finished = 0;
-  ImportProgress progress;
+  ImportProgress* progress = &no_progress;
+  ImportProgress no_progress;
+  std::vector<std::pair<int32_t, std::string>> readings;  // the bar and the text beside it
+
+  void Post(std::function<void()> task) override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    posted_.push_back(std::move(task));
+    arrived_.notify_all();
+  }
+  // The window thread's loop: runs what was posted, waiting for more, until
+  // `done` holds (at most a minute).
+  void RunUntil(const std::function<bool()>& done) {
+    const auto give_up = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!done()) {
+      std::unique_lock<std::mutex> lock(mutex_);
+      ASSERT_TRUE(arrived_.wait_until(lock, give_up, [this] { return !posted_.empty(); }))
+          << "nothing came from the reading";
+      std::function<void()> task = std::move(posted_.front());
+      posted_.pop_front();
+      lock.unlock();
+      task();
+    }
+  }
+  void ShowReading(const ReadingProgress& shown, const std::string& text) override {
+    readings.emplace_back(shown.permille, text);
+  }
 
   void Show(WizardScreen screen) override {
     screens += (screens.empty() ? "" : " ") + std::string(kScreenNames[static_cast<int>(screen)]);
@@ -57,12 +89,28 @@ class RecordingView : public WizardView {
   void ShowOptions(const WizardOptions& shown) override { options = shown; }
   void Say(const std::string& text, MessageIcon icon) override { said.emplace_back(text, icon); }
   int32_t ProgressWindow() override { return 7; }
-  ImportProgress& WritingProgress() override { return progress; }
+  ImportProgress& WritingProgress() override { return *progress; }
   void Finish() override { ++finished; }
 
+  // What a fresh window would have been told: nothing.
+  void Reset() {
+    screens.clear();
+    said.clear();
+    ports.clear();
+    checked.reset();
+    options = WizardOptions();
+    finished = 0;
+    progress = &no_progress;
+    readings.clear();
+  }
   // The screens shown since the last call.
   std::string Trail() { return std::exchange(screens, ""); }
   std::string LastSaid() const { return said.empty() ? "" : said.back().first; }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::deque<std::function<void()>> posted_;
 };
 
 class WizardFlowTest : public ::testing::Test {
@@ -97,15 +145,24 @@ class WizardFlowTest : public ::testing::Test {
 
   // The wizard of the host's command line `command_line`, started.
   WizardFlow& Start(const std::string& command_line) {
-    view = RecordingView();
+    flow.reset();
+    view.Reset();
     session = std::make_unique<ImportSession>(environment);
     EXPECT_TRUE(session->Start(command_line));
     flow = std::make_unique<WizardFlow>(*session, view);
     flow->Go();
     return *flow;
   }
+  // Next, and what it started run to its end.
   void Next(int presses = 1) {
-    for (int i = 0; i < presses; ++i) flow->Next();
+    for (int i = 0; i < presses; ++i) {
+      flow->Next();
+      Settle();
+    }
+  }
+  // The window thread's loop until nothing is under way any more.
+  void Settle() {
+    view.RunUntil([this] { return flow->busy() == WizardFlow::Busy::kNo; });
   }
   // Checks the entry of `port` in the list.
   void CheckPort(int16_t port) {
@@ -155,20 +212,161 @@ TEST_F(WizardFlowTest, EveryStepToTheFinishReadsOnThePortChecked) {
 }
 
 // What the result screen shows: the arrays' highest indexes of the categories
-// the profile imports, the meter and its serial number, and a loss.
-TEST_F(WizardFlowTest, TheResultAndItsLoss) {
-  Register(R"({"port": null, "fail": ["read:6"]})");
+// the profile imports, beside each what reached the import folder, the meter
+// and its serial number, and the cause of each kind of loss, with the
+// details of each loss in the language in use and in the failure's words.
+TEST_F(WizardFlowTest, TheResultSaysWhatReachedTheFolderAndWhyNot) {
+  test::MemoryFileStore files;
+  const std::string folder = (hives.dir / "import").string();
+  struct Case {
+    const char* name;
+    const char* memory;                       // changes to the sample memory
+    std::optional<std::string> save_failure;  // every save fails so
+    std::array<const char*, 2> states;        // glucose, laboratory
+    std::vector<std::string> causes;          // in the loss line
+  };
+  const Case cases[] = {
+      {"read-only folder",
+       "{}",
+       "cannot create the new file: no permission to write (Permission "
+       "denied)",
+       {"not saved", "not saved"},
+       {"Not every file could be saved in the import folder " + folder +
+        ": there is no permission to write there."}},
+      {"full disk",
+       "{}",
+       "cannot write the new file: the disk is full (No space left on device)",
+       {"not saved", "not saved"},
+       {"Not every file could be saved in the import folder " + folder + ": the disk is full."}},
+      {"identification",
+       R"({"fail": ["info"]})",
+       std::nullopt,
+       {"nothing decoded", "nothing decoded"},
+       {"Not everything could be read from the meter."}},
+      {"record set",
+       R"({"fail": ["read:6"]})",
+       std::nullopt,
+       {"saved", "partly saved"},
+       {"Not everything could be read from the meter."}},
+      {"first laboratory entry",
+       R"({"records": {"2": [{"date": "20260301", "time": "080000", "bg": 9}]}})",
+       std::nullopt,
+       {"saved", "not saved"},
+       {"Some entries could not be decoded.", "Some decoded entries were not written."}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    nlohmann::json changes = nlohmann::json::parse(c.memory);
+    changes["port"] = nullptr;
+    Register(changes.dump());
+    files.every_save_fails = c.save_failure;
+    environment.files = c.save_failure ? &files : nullptr;
+    Start("Diary 17 1 13");
+    Next(3);
+    const WizardResult result = flow->Result();
+    EXPECT_EQ(result.shown, (std::array<bool, 5>{true, false, false, false, true}));
+    EXPECT_EQ(result.figures[0], 232);  // the array's highest index, whatever became of it
+    EXPECT_EQ(std::pair(result.states[0], result.states[4]),
+              std::pair(std::string(c.states[0]), std::string(c.states[1])));
+    EXPECT_TRUE(result.lost);
+    EXPECT_TRUE(result.loss_text.starts_with("Not everything could be imported:\n"))
+        << result.loss_text;
+    for (const std::string& cause : c.causes) {
+      EXPECT_NE(result.loss_text.find(cause), std::string::npos) << result.loss_text;
+    }
+    EXPECT_EQ(result.loss_text.find("check the cable") != std::string::npos,
+              std::string(c.name) == "identification" || std::string(c.name) == "record set")
+        << result.loss_text;
+  }
+  EXPECT_EQ(flow->Result().meter, "Accu-Chek Sensor Complete (SC36710615)");
+  EXPECT_EQ(flow->LossDetails(),
+            "What could not be imported:\n\n"
+            "Laboratory values – 1 of its entries could not be decoded.\n"
+            "LAB: ketone level out of range (1 of 1 raw entries not decoded)\n\n"
+            "Laboratory values – 14 of its decoded entries could not be written.\n"
+            "LAB: 14 decoded records not written: the first record of the category is empty (its "
+            "entry could not be decoded), and then its writer writes none");
+}
+
+// The reading runs on its own thread and tells the window where it stands:
+// the bar only moves forward over the whole reading and ends full, and the
+// category being read is named beside it.
+TEST_F(WizardFlowTest, TheReadingTellsItsProgressOnTheWindowThread) {
+  Register(R"({"port": null, "ms_per_record": 1})");
   Start("Diary 17 1 13");
   Next(3);
-  const WizardResult result = flow->Result();
-  EXPECT_EQ(result.shown, (std::array<bool, 5>{true, false, false, false, true}));
-  EXPECT_EQ(result.figures[0], 232);
-  EXPECT_EQ(result.meter, "Accu-Chek Sensor Complete (SC36710615)");
-  EXPECT_TRUE(result.lost);
-  EXPECT_EQ(flow->LossDetails(),
-            "What could not be imported:\n\nLAB lost: {C8367F72-6040-11D3-8A53-00C04FC8C0E2} "
-            "method 35 (read data) failed: simulated failure: the meter memory lists \"read:6\" "
-            "under \"fail\" (status 1, error 1) (record kind 6)");
+  ASSERT_EQ(view.Trail(), "intro port switch-on reading transfer writing result");
+  ASSERT_GT(view.readings.size(), 10u);
+  std::vector<std::string> texts;
+  for (size_t i = 0; i < view.readings.size(); ++i) {
+    if (i > 0) {
+      EXPECT_GE(view.readings[i].first, view.readings[i - 1].first) << i;
+    }
+    if (texts.empty() || texts.back() != view.readings[i].second) {
+      texts.push_back(view.readings[i].second);
+    }
+  }
+  EXPECT_EQ(view.readings.back().first, ReadingBar::kEnd);
+  EXPECT_EQ(texts, (std::vector<std::string>{"Reading blood glucose readings (1 of 2)",
+                                             "Reading laboratory values (2 of 2)"}));
+}
+
+// Cancel while the meter is read: the reading stops at once inside its
+// record set (the simulated control honours the request), the wizard
+// finishes once it has stopped, and nothing is written.
+TEST_F(WizardFlowTest, CancelWhileReadingStopsTheReadAndWritesNothing) {
+  Register(R"({"port": null, "ms_per_record": 5})");
+  Start("Diary 17 1 13");
+  Next(2);
+  flow->Next();  // the reading starts on its thread
+  view.RunUntil([this] { return !view.readings.empty() && view.readings.back().first > 0; });
+  flow->Cancel();
+  flow->Cancel();
+  EXPECT_EQ(view.finished, 0);  // not before the reading has stopped
+  Settle();
+  EXPECT_EQ(view.finished, 1);
+  EXPECT_EQ(view.Trail(), "intro port switch-on reading transfer cancelling cancelling");
+  // The read of the meter's 292 entries ended at once: it reported a few of
+  // them, not each.
+  EXPECT_LT(view.readings.size(), 100u);
+  EXPECT_TRUE(fs::is_empty(hives.dir / "import"));
+  EXPECT_NE(log.str().find("cancelled while the meter was read"), std::string::npos);
+}
+
+// Cancel while the files are written (it arrives in the writers' handling of
+// events): the file under way is finished whole, no later one is written,
+// and the wizard finishes after the writing, not from inside it.
+TEST_F(WizardFlowTest, CancelWhileWritingFinishesTheFileUnderWayAndNoOther) {
+  Register(R"({"port": null})");
+  Start("Diary 17 1 13");
+  struct CancelOnEvents : ImportProgress {
+    CancelOnEvents(WizardFlow& flow, RecordingView& view) : flow(flow), view(view) {}
+    WizardFlow& flow;
+    RecordingView& view;
+    bool cancelled = false;
+    int finished_when_cancelled = -1;
+    void LetEventsRun() override {
+      if (std::exchange(cancelled, true)) return;
+      flow.Cancel();
+      finished_when_cancelled = view.finished;
+    }
+  } progress(*flow, view);
+  view.progress = &progress;
+  Next(3);
+  EXPECT_EQ(progress.finished_when_cancelled, 0);
+  EXPECT_EQ(view.finished, 1);
+  std::vector<std::string> files;
+  for (const auto& entry : fs::directory_iterator(hives.dir / "import")) {
+    files.push_back(entry.path().filename().string());
+  }
+  ASSERT_EQ(files.size(), 1u);
+  EXPECT_TRUE(files[0].starts_with("BG_")) << files[0];
+  const std::string glucose = test::ReadFile(hives.dir / "import" / files[0]);
+  EXPECT_NE(glucose.find("Entries=232\r\n"), std::string::npos);
+  EXPECT_NE(glucose.find("NUMSKIPS=0\r\n"), std::string::npos);
+  EXPECT_NE(log.str().find("LAB lost: 18 decoded records not written: the import was cancelled"),
+            std::string::npos)
+      << log.str();
 }
 
 // A driver that is not installed and a meter that does not answer start the

@@ -3,6 +3,7 @@
 // meter control, and every way out. Driving it by keystrokes alone is
 // tests/gui/real_program_test.sh's part.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QtCore/QPointer>
@@ -16,6 +17,7 @@
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QTextBrowser>
 
+#include <chrono>
 #include <sstream>
 
 #include "app/meterimport-batch/batch.h"
@@ -25,6 +27,7 @@
 #include "shell/meter_catalogue.h"
 #include "support/hive_damage.h"
 #include "support/import_golden.h"
+#include "support/memory_file_store.h"
 #include "support/recording_message_boxes.h"
 #include "support/recording_status_link.h"
 #include "support/refused_device.h"
@@ -88,7 +91,19 @@ class WizardTest : public ::testing::Test {
     return found;
   }
   void Next(int presses = 1) {
-    for (int i = 0; i < presses; ++i) Find<QPushButton>("cmdNext")->click();
+    for (int i = 0; i < presses; ++i) {
+      Find<QPushButton>("cmdNext")->click();
+      Settle();
+    }
+  }
+  // The event loop, until the reading and the writing are over (the module
+  // may have ended meanwhile: then there is no wizard to ask).
+  void Settle() {
+    const auto give_up = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (ends == 0 && main->wizard()->busy()) {
+      ASSERT_LT(std::chrono::steady_clock::now(), give_up) << "the reading does not end";
+      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    }
   }
   void Cancel() { Find<QPushButton>("cmdCancel")->click(); }
   // The screen shown, and the step.
@@ -160,11 +175,15 @@ TEST_P(EverySampleMemory, GoesThroughEveryScreenAndWritesWhatTheBatchWrites) {
 
   const ImportResult& result = *main->wizard()->last_result();
   const char* values[] = {"lblnBG", "lblnIG", "lblnBU", "lblnSP", "lblnLab"};
+  const char* states[] = {"lblStateBG", "lblStateIG", "lblStateBU", "lblStateSP", "lblStateLab"};
   for (size_t i = 0; i < kRecordCategoryCount; ++i) {
     if (const auto& highest = result.package->highest_index[i]) {
       EXPECT_EQ(Label(values[i]), std::to_string(*highest)) << values[i];
     }
+    EXPECT_THAT(Label(states[i]), ::testing::AnyOf("· saved", "· nothing to import")) << states[i];
   }
+  auto* bar = Find<QProgressBar>("pgtransfer");
+  EXPECT_EQ(bar->value(), bar->maximum());
   const std::string meter = main->session().context().MeterDesc;
   EXPECT_EQ(Label("lblMeterID"), meter + " (" + result.reading.info.item3 + ")");
 
@@ -356,34 +375,129 @@ TEST_F(WizardTest, TheInfraredKeyBoxShowsAndTakesTheChoice) {
   EXPECT_EQ(hives.store.ReadUser(meter_key, "UseIRKey", ""), "1");
 }
 
-TEST_F(WizardTest, ALossIsToldOnTheResultScreenWithItsDetails) {
+// A part of the meter that could not be read: the result says what reached
+// the import folder beside each figure, one row read as one text, the cause
+// (check the cable), and the details list each loss in the language in use
+// and then in the control's words.
+TEST_F(WizardTest, ALossIsToldOnTheResultScreenWithItsCauseAndDetails) {
   Install(13, "accu-chek-sensor-complete.json", R"(["read:1"])");
   Start("Diary 17 1 13 0");
   Next(3);
   ASSERT_EQ(Screen(), "contSuccess 4");
   EXPECT_TRUE(Find("lblLoss")->isVisible());
-  EXPECT_TRUE(Label("lblLoss").starts_with("Not everything could be imported"));
-  Find<QPushButton>("cmdDetails")->click();
-  ExpectBox("What could not be imported:\n\nGLUCOSE lost: ", MessageIcon::kExclamation);
-  ExpectBox("method 35 (read data) failed", MessageIcon::kExclamation);
+  EXPECT_TRUE(
+      Label("lblLoss").starts_with("Not everything could be imported:\nNot everything "
+                                   "could be read from the meter."))
+      << Label("lblLoss");
+  EXPECT_NE(Label("lblLoss").find("check the cable"), std::string::npos);
   EXPECT_EQ(Label("lblnLab"), "18");  // the laboratory values were still read and shown
+  EXPECT_EQ(Label("lblStateLab"), "· saved");
+  EXPECT_EQ(Label("lblStateBG"), "· nothing decoded");
+  EXPECT_EQ(Find("lblnLab")->accessibleName().toStdString(), "Laboratory values: 18, saved");
+  EXPECT_EQ(Find("lblBG")->accessibleName().toStdString(),
+            "Blood glucose readings: 0, nothing decoded");
+  Find<QPushButton>("cmdDetails")->click();
+  ExpectBox(
+      "What could not be imported:\n\nBlood glucose readings – not all of its entries "
+      "could be read from the meter.\nGLUCOSE: {C8367F72-",
+      MessageIcon::kExclamation);
+  ExpectBox("method 35 (read data) failed", MessageIcon::kExclamation);
 }
 
-TEST_F(WizardTest, TheTransferMovesItsBarsAndLetsCancelEndTheModuleWhileWriting) {
-  Install(13, "accu-chek-sensor-complete.json", "[]", 1);
+// Files that could not be saved: every row says "not saved", and the loss
+// line names the folder and the reason, in the language in use.
+TEST_F(WizardTest, FilesThatCouldNotBeSavedAreNamedWithTheFolderAndTheReason) {
+  test::MemoryFileStore files;
+  files.every_save_fails = "cannot write the new file: the disk is full (No space left on device)";
+  environment.files = &files;
+  hives.SetMachineText(kRoot, "LanguageDLL", "Deutsch");
+  Start("Diary 17 1 13 0");
+  Next(3);
+  ASSERT_EQ(Screen(), "contSuccess 4");
+  for (const char* state :
+       {"lblStateBG", "lblStateIG", "lblStateBU", "lblStateSP", "lblStateLab"}) {
+    EXPECT_EQ(Label(state), "· nicht gespeichert") << state;
+  }
+  EXPECT_EQ(Find("lblnBG")->accessibleName().toStdString(),
+            "Blutzuckerwerte: 232, nicht gespeichert");
+  EXPECT_EQ(Label("lblLoss"),
+            "Nicht alles konnte übernommen werden:\nNicht jede Datei konnte im "
+            "Importordner " +
+                import_dir.string() + " gespeichert werden: Der Datenträger ist voll.");
+  EXPECT_TRUE(files.files.empty());
+}
+
+// While the meter is read (slowly, as over a real line) the window's event
+// loop runs: the animation turns, and Cancel, Escape or the window's close is
+// handled at once, while the reading's thread is still inside the control's
+// read. The reading then stops within its record set, the module ends, no
+// file is written and the port in use is stored.
+TEST_F(WizardTest, WhileTheMeterIsReadTheWindowLivesAndCancelEndsTheReading) {
+  Install(13, "accu-chek-sensor-complete.json", "[]", 25);  // 292 entries: over 7 s
+  for (const char* way : {"button", "Escape", "close"}) {
+    SCOPED_TRACE(way);
+    ends = 0;
+    Start("Diary 17 3 13 0");
+    frmAccuSensorComplete* wizard = main->wizard();
+    Next(2);
+    int ticks = 0;
+    QObject::connect(wizard->findChild<QTimer*>("Timer1"), &QTimer::timeout, [&] { ++ticks; });
+    Find<QPushButton>("cmdNext")->click();  // the reading starts on its thread
+    while (ticks < 3) {
+      ASSERT_TRUE(wizard->busy()) << "the reading ended before the window could show it";
+      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    }
+    EXPECT_NE(Label("lblRecordSet"), "");
+    if (std::string(way) == "Escape") {
+      wizard->activateWindow();
+      ASSERT_TRUE(QTest::qWaitForWindowActive(wizard));
+    }
+    // Queued like a person's action; what it finds when it is handled.
+    bool busy_when_handled = false;
+    int ends_when_handled = -1;
+    QTimer::singleShot(0, wizard, [&] {
+      if (std::string(way) == "button") Cancel();
+      if (std::string(way) == "Escape") QTest::keyClick(wizard, Qt::Key_Escape);
+      if (std::string(way) == "close") wizard->close();
+      busy_when_handled = wizard->busy();
+      ends_when_handled = ends;
+    });
+    while (ends_when_handled < 0) {
+      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    }
+    EXPECT_EQ(wizard->bCancel(), -1);
+    EXPECT_TRUE(busy_when_handled);   // handled while the control's read was under way
+    EXPECT_EQ(ends_when_handled, 0);  // the module ends once the reading has stopped
+    Settle();
+    EXPECT_EQ(ends, 1);
+    EXPECT_TRUE(fs::is_empty(import_dir));
+    EXPECT_EQ(hives.store.ReadUser(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete",
+                                   "COM", ""),
+              "3");
+    hives.user_writer.DeleteValue(std::string(kRoot) + "\\modules\\Accu-Chek Sensor Complete",
+                                  "COM");
+  }
+}
+
+// Cancel while the files are written: it waits in the queue until the
+// writers let events run; the file under way is finished whole, no other is
+// written, and the module ends after the writing.
+TEST_F(WizardTest, CancelWhileWritingFinishesTheFileUnderWay) {
   Start("Diary 17 1 13 0");
   Next(2);
-  auto* bar = Find<QProgressBar>("pgtransfer");
-  // Cancel waits in the queue; the writers let it through.
-  QTimer::singleShot(0, Find<QPushButton>("cmdCancel"), &QPushButton::click);
+  auto* bar = Find<QProgressBar>("pbar");
+  bool queued = false;
+  QObject::connect(bar, &QProgressBar::valueChanged, [&] {
+    if (std::exchange(queued, true)) return;
+    QTimer::singleShot(0, Find<QPushButton>("cmdCancel"), &QPushButton::click);
+  });
   Next();
   EXPECT_EQ(ends, 1);
-  EXPECT_EQ(bar->value(), bar->maximum());
-  EXPECT_GT(bar->maximum(), 1);  // the control reported its records
-  // Whatever was written is whole: every section ends with its footer keys.
-  for (const auto& [name, text] : ImportFiles(".00017")) {
-    EXPECT_NE(text.find("NUMSKIPS="), std::string::npos) << name;
-  }
+  const auto files = ImportFiles(".00017");
+  ASSERT_EQ(files.size(), 1u);
+  EXPECT_TRUE(files.begin()->first.starts_with("BG_"));
+  EXPECT_NE(files.begin()->second.find("Entries=232\r\n"), std::string::npos);
+  EXPECT_NE(files.begin()->second.find("NUMSKIPS=0\r\n"), std::string::npos);
 }
 
 // Help with a help file: F1 and the button alike open the module's own help

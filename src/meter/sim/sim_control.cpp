@@ -1,10 +1,12 @@
 #include "meter/sim/sim_control.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -25,6 +27,8 @@ struct meterctl_instance {
   // Where reads report their progress.
   meterctl_progress_fn report = nullptr;
   void* report_context = nullptr;
+  // Set by request_cancel, from another thread while a read runs.
+  std::atomic<bool> cancel_requested{false};
 };
 
 namespace mi::sim {
@@ -83,13 +87,24 @@ std::string_view BoundedView(const char* text, size_t capacity) {
 }
 
 // Takes the time that a read of `records` records takes over a real line,
-// and reports the progress record by record meanwhile.
-void TakeTime(const meterctl_instance* self, int32_t progress_window, int records) {
-  if (self->memory.ms_per_record <= 0) return;
-  for (int done = 1; done <= records; ++done) {
+// and reports the progress record by record meanwhile. A cancel request ends
+// it between two records (or before the first); the request is then used up,
+// and the number of records read so far returned.
+std::optional<int> TakeTime(meterctl_instance* self, int32_t progress_window, int records) {
+  for (int done = 0;; ++done) {
+    if (self->cancel_requested.exchange(false)) return done;
+    if (done == records || self->memory.ms_per_record <= 0) return std::nullopt;
     std::this_thread::sleep_for(std::chrono::milliseconds(self->memory.ms_per_record));
-    if (self->report != nullptr) self->report(self->report_context, progress_window, done, records);
+    if (self->report != nullptr) {
+      self->report(self->report_context, progress_window, done + 1, records);
+    }
   }
+}
+
+meterctl_status Cancelled(meterctl_instance* self, int32_t* error, int done, int records) {
+  return Fail(self, error, METERCTL_ERR_CANCELLED,
+              "the read was cancelled after " + std::to_string(done) + " of " +
+                  std::to_string(records) + " records");
 }
 
 bool EqualsNoCase(std::string_view a, std::string_view b) {
@@ -187,6 +202,7 @@ meterctl_status Connect(meterctl_instance* self, char* driver_key, size_t key_ca
                       std::to_string(*self->memory.port) + ")");
     }
     self->connected = true;
+    self->cancel_requested = false;
     self->driver_name = driver->name;
     self->read_kind = 0;
     self->read_count = 0;
@@ -201,6 +217,7 @@ meterctl_status Disconnect(meterctl_instance* self, int32_t* error) {
   if (self == nullptr) return Fail(error, METERCTL_ERR_ARGUMENT);
   if (self->memory.Fails("disconnect")) return Simulated(self, error, "disconnect");
   self->connected = false;
+  self->cancel_requested = false;
   self->driver_name.clear();
   self->read_kind = 0;
   self->read_count = 0;
@@ -222,7 +239,9 @@ meterctl_status ReadData(meterctl_instance* self, int16_t kind, int16_t* count, 
   const size_t held = set == self->memory.records.end() ? 0 : set->second.size();
   const size_t wanted = *count > 0 ? static_cast<size_t>(*count) : 0;
   const auto available = static_cast<int16_t>(std::min(held, wanted));
-  TakeTime(self, progress_window, available);
+  if (const auto cancelled_at = TakeTime(self, progress_window, available)) {
+    return Cancelled(self, error, *cancelled_at, available);
+  }
   self->read_kind = kind;
   self->read_count = available;
   *count = available;
@@ -256,7 +275,9 @@ meterctl_status ReadSecondSet(meterctl_instance* self, int16_t* count, int32_t p
     return Fail(self, error, METERCTL_ERR_NOT_CONNECTED, "no meter is connected");
   if (self->memory.Fails("pump")) return Simulated(self, error, "pump");
   const auto available = static_cast<int16_t>(std::min(self->memory.pump.size(), kMaxEntries));
-  TakeTime(self, progress_window, available);
+  if (const auto cancelled_at = TakeTime(self, progress_window, available)) {
+    return Cancelled(self, error, *cancelled_at, available);
+  }
   self->pump_count = available;
   *count = available;
   return Succeed(error);
@@ -294,6 +315,12 @@ meterctl_status SetProgress(meterctl_instance* self, meterctl_progress_fn report
   return METERCTL_OK;
 }
 
+meterctl_status RequestCancel(meterctl_instance* self) {
+  if (self == nullptr) return METERCTL_ERR_ARGUMENT;
+  self->cancel_requested = true;
+  return METERCTL_OK;
+}
+
 const meterctl_interface kInterface = {
     sizeof(meterctl_interface),
     METERCTL_ABI_VERSION,
@@ -311,6 +338,7 @@ const meterctl_interface kInterface = {
     GetSecondSetRecord,
     ErrorText,
     SetProgress,
+    RequestCancel,
 };
 
 }  // namespace

@@ -17,6 +17,9 @@
 //   (0 for a kind the memory does not hold). A failing read leaves the
 //   records of the previous read available. Disconnect drops them.
 // - Reads wait "ms_per_record" milliseconds per record made available.
+// - request_cancel ends the read that runs (between two records) or the next
+//   one with METERCTL_ERR_CANCELLED; a connect or disconnect drops the
+//   request.
 // - Every call named in "fail" fails with the error flag set.
 
 #include "meter/sim/sim_memory.h"
