@@ -126,6 +126,8 @@ void QtMessageBoxes::ShowScrolling(QWidget* parent, const std::string& text, Mes
   label->setAlignment(Qt::AlignTop | Qt::AlignLeft);
   auto* scroll = new QScrollArea(&box);
   scroll->setObjectName("text");
+  // Reached by Tab to scroll with the keys; a screen reader names it as the box.
+  scroll->setAccessibleName(box.windowTitle());
   scroll->setWidget(label);
   scroll->setWidgetResizable(true);
   scroll->setFrameShape(QFrame::NoFrame);

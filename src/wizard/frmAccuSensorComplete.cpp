@@ -645,16 +645,17 @@ void frmAccuSensorComplete::ShowResultStates(const WizardResult& result) {
     // Anything but a file saved whole is shown as a loss is.
     const bool whole = result.outcomes[i] == CategoryOutcome::kSaved ||
                        result.outcomes[i] == CategoryOutcome::kNothingToImport;
-    state->setStyleSheet(whole ? QString() : QStringLiteral("color: #a00000;"));
-    // The row as one text: "Blood glucose readings: 232, saved".
+    state->setProperty("loss", !whole);
+    // The row as one text, on its figure: "Blood glucose readings: 232, saved"
+    // (a screen reader reads it once; the caption and the state keep their own
+    // words).
     QString caption = result_captions_[i]->text();
     while (caption.endsWith(':') || caption.endsWith(' ')) caption.chop(1);
     QString row = caption + ": " + result_values_[i]->text();
     if (!result.states[i].empty()) row += ", " + Q(result.states[i]);
-    for (QLabel* label : {result_captions_[i], result_values_[i], state}) {
-      label->setAccessibleName(row);
-    }
+    result_values_[i]->setAccessibleName(row);
   }
+  ShowLossLineReadable();
 }
 
 // ---- Event handlers --------------------------------------------------------
@@ -779,9 +780,13 @@ void frmAccuSensorComplete::ComeBackToTheWayOn() {
 }
 
 void frmAccuSensorComplete::ShowLossLineReadable() {
-  QPalette palette = lblLoss_->palette();
-  palette.setColor(QPalette::WindowText, WarningColour(this->palette()));
-  lblLoss_->setPalette(palette);
+  QPalette warning = this->palette();
+  warning.setColor(QPalette::WindowText, WarningColour(this->palette()));
+  lblLoss_->setPalette(warning);
+  // A category's state in the same colour where it is a loss.
+  for (QLabel* state : result_states_) {
+    if (state != nullptr) state->setPalette(state->property("loss").toBool() ? warning : palette());
+  }
 }
 
 void frmAccuSensorComplete::changeEvent(QEvent* event) {

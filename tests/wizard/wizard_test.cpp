@@ -394,7 +394,7 @@ TEST_F(WizardTest, ALossIsToldOnTheResultScreenWithItsCauseAndDetails) {
   EXPECT_EQ(Label("lblStateLab"), "· saved");
   EXPECT_EQ(Label("lblStateBG"), "· nothing decoded");
   EXPECT_EQ(Find("lblnLab")->accessibleName().toStdString(), "Laboratory values: 18, saved");
-  EXPECT_EQ(Find("lblBG")->accessibleName().toStdString(),
+  EXPECT_EQ(Find("lblnBG")->accessibleName().toStdString(),
             "Blood glucose readings: 0, nothing decoded");
   Find<QPushButton>("cmdDetails")->click();
   ExpectBox(
