@@ -21,26 +21,9 @@ cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMETERIMPORT_T
 cmake --build "$build" --target meterimport meterimport-settings meterimport-status-monitor \
   meterctl-sim bare_qt_window window_shown >/dev/null
 
-work=$(mktemp -d)
-cleanup() {
-  local pids
-  pids=$(jobs -p)
-  if [[ -n $pids ]]; then
-    kill -CONT $pids 2>/dev/null || true
-    kill $pids 2>/dev/null || true
-    wait $pids 2>/dev/null || true
-  fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
-
-# An X server that does not reset when its last client leaves.
-Xvfb -displayfd 5 -screen 0 1280x900x24 -nolisten tcp -noreset 5>"$work/display" 2>/dev/null &
-until [[ -s $work/display ]]; do sleep 0.05; done
-export DISPLAY=:$(head -1 "$work/display")
-until xdpyinfo >/dev/null 2>&1; do sleep 0.05; done
+source "$root/scripts/x-session.sh"
+own_work_folder
+start_display
 export XDG_RUNTIME_DIR="$work/runtime"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 unset DBUS_SESSION_BUS_ADDRESS
@@ -54,10 +37,9 @@ bare() { shown bare_qt_window 20000 "$build/bin/bare_qt_window"; }
 module() { shown meterimport 20000 "$build/bin/meterimport" Demo 1 1 13 0; }
 
 # A private session bus with the diary's end of the status link on it.
-dbus-daemon --session --nofork --print-address=3 3>"$work/bus.address" &
-bus_daemon=$!
-until [[ -s $work/bus.address ]]; do sleep 0.05; done
-bus=$(head -1 "$work/bus.address")
+start_session_bus
+bus=$DBUS_SESSION_BUS_ADDRESS
+unset DBUS_SESSION_BUS_ADDRESS
 DBUS_SESSION_BUS_ADDRESS=$bus "$build/bin/meterimport-status-monitor" >/dev/null &
 until DBUS_SESSION_BUS_ADDRESS=$bus dbus-send --session --print-reply --dest=org.freedesktop.DBus / \
   org.freedesktop.DBus.NameHasOwner string:Orvantix.DDEImpStatus 2>/dev/null | grep -q true; do

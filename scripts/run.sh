@@ -152,11 +152,11 @@ if [[ -n $shots ]]; then
   start_display
   start_wizard Demo 1 1 13
   shot "$shots/1-introduction.png"
-  key Return
+  key Return 0; wait_screen port
   shot "$shots/2-port.png"
-  key Return
+  key Return 0; wait_screen switch-on
   shot "$shots/3-switch-on.png"
-  key Return 1.5
+  key Return 0; wait_screen transfer
   shot "$shots/4-transfer.png"
   wait_result
   shot "$shots/5-result.png"

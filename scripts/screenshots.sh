@@ -24,20 +24,8 @@ cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/nu
 cmake --build "$build" --target meterimport meterimport-settings meterctl-sim >/dev/null
 mkdir -p -- "$out"
 
-work=$(mktemp -d)
-cleanup() {
-  local pids
-  pids=$(jobs -p)
-  if [[ -n $pids ]]; then
-    kill $pids 2>/dev/null || true
-    wait $pids 2>/dev/null || true
-  fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
 source "$root/scripts/wizard-driver.sh"
+own_work_folder
 settings() { "$build/bin/meterimport-settings" set "$@"; }
 
 export XDG_RUNTIME_DIR="$work/runtime"

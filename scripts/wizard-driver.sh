@@ -5,36 +5,8 @@
 # caller's shell, which ends its jobs when it exits. Every wait is bounded,
 # so that a wizard that does not do what is expected ends the script.
 
-# Waits up to $2 tenths of a second for the command $1 to succeed.
-wait_for() {
-  local tries=$2
-  until eval "$1"; do
-    tries=$((tries - 1))
-    ((tries > 0)) || return 1
-    sleep 0.1
-  done
-}
-
-# Starts an X server on a display that it picks itself (no race with another
-# server starting at the same time), points DISPLAY at it and waits until it
-# answers a client (it names the display once it listens, which can be
-# before it serves). It does not reset when its last client leaves.
-start_display() {
-  Xvfb -displayfd 5 -screen 0 1280x900x24 -nolisten tcp -noreset 5>"$work/display" \
-    2>"$work/xvfb.log" &
-  if ! wait_for '[[ -s $work/display ]]' 100; then
-    cat "$work/xvfb.log" >&2
-    echo "Xvfb did not start" >&2
-    return 1
-  fi
-  DISPLAY=:$(head -n 1 "$work/display")
-  export DISPLAY
-  if ! wait_for 'xdpyinfo >/dev/null 2>&1' 100; then
-    cat "$work/xvfb.log" >&2
-    echo "Xvfb serves no client" >&2
-    return 1
-  fi
-}
+# wait_for and start_display.
+source "$(dirname "${BASH_SOURCE[0]}")/x-session.sh"
 
 # start_wizard PRODUCTKEY SEQUENCE PORT METERID: the module as the diary
 # starts it without a window of its own; $module is its process, $wizard its

@@ -12,45 +12,13 @@ set -euo pipefail
 
 build=$(realpath "$1")
 root=$(realpath "$2")
-work=$(mktemp -d)
-
-cleanup() {
-  local pids
-  pids=$(jobs -p)
-  if [[ -n $pids ]]; then
-    kill $pids 2>/dev/null || true
-    wait $pids 2>/dev/null || true
-  fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
-
-fail() {
-  echo "FAIL: $*" >&2
-  exit 1
-}
-wait_for() {
-  local tries=$2
-  until eval "$1"; do
-    tries=$((tries - 1))
-    ((tries > 0)) || return 1
-    sleep 0.1
-  done
-}
+source "$root/scripts/x-session.sh"
+own_work_folder
 
 export XDG_RUNTIME_DIR="$work/runtime"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
-dbus-daemon --session --nofork --print-address=3 3>"$work/bus.address" 2>"$work/bus.err" &
-wait_for '[[ -s $work/bus.address ]]' 100 || fail "the session bus did not start"
-DBUS_SESSION_BUS_ADDRESS=$(head -1 "$work/bus.address")
-export DBUS_SESSION_BUS_ADDRESS
-Xvfb -displayfd 5 -screen 0 1280x900x24 -nolisten tcp -noreset 5>"$work/display" 2>"$work/xvfb.log" &
-wait_for '[[ -s $work/display ]]' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb did not start"; }
-DISPLAY=:$(head -1 "$work/display")
-export DISPLAY
-wait_for 'xdpyinfo >/dev/null 2>&1' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb serves no client"; }
+start_session_bus || fail "no session bus"
+start_display 1280x900x24 || fail "no X server"
 
 # The transfer takes a few seconds, so that it is walked while it runs; a
 # second memory whose laboratory read fails.

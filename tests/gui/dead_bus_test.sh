@@ -11,35 +11,9 @@ set -euo pipefail
 build=$(realpath "$1")
 root=$(realpath "$2")
 silent_bus=$(realpath "$3")
-work=$(mktemp -d)
+source "$root/scripts/x-session.sh"
+own_work_folder
 demo="$work/demo"
-
-cleanup() {
-  local pids
-  pids=$(jobs -p)
-  if [[ -n $pids ]]; then
-    kill -CONT $pids 2>/dev/null || true
-    kill $pids 2>/dev/null || true
-    wait $pids 2>/dev/null || true
-  fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
-
-fail() {
-  echo "FAIL: $*" >&2
-  exit 1
-}
-wait_for() {
-  local tries=$2
-  until eval "$1"; do
-    tries=$((tries - 1))
-    ((tries > 0)) || return 1
-    sleep 0.1
-  done
-}
 now_ms() { echo $(($(date +%s%N) / 1000000)); }
 
 source "$root/scripts/demo-installation.sh" >/dev/null
@@ -52,11 +26,7 @@ printf '#!/bin/sh\ntouch "%s/launched"\nexit 1\n' "$work" >"$work/bin/dbus-launc
 chmod +x "$work/bin/dbus-launch"
 export PATH="$work/bin:$PATH"
 
-Xvfb -displayfd 5 -screen 0 1024x768x24 -nolisten tcp -noreset 5>"$work/display" 2>"$work/xvfb.log" &
-wait_for '[[ -s $work/display ]]' 100 || fail "Xvfb did not start"
-DISPLAY=:$(head -1 "$work/display")
-export DISPLAY
-wait_for 'xdpyinfo >/dev/null 2>&1' 100 || fail "Xvfb serves no client"
+start_display 1024x768x24 || fail "no X server"
 
 "$silent_bus" "$work/silent" &
 wait_for '[[ -S $work/silent ]]' 100 || fail "the silent socket is not there"

@@ -14,36 +14,10 @@ set -euo pipefail
 
 build=$(realpath "$1")
 root=$(realpath "$2")
-work=$(mktemp -d)
+source "$root/scripts/x-session.sh"
+own_work_folder
 demo="$work/demo"
 
-cleanup() {
-  local pids
-  pids=$(jobs -p)
-  if [[ -n $pids ]]; then
-    kill $pids 2>/dev/null || true
-    wait $pids 2>/dev/null || true
-  fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
-
-fail() {
-  echo "FAIL: $*" >&2
-  [[ -s $work/module.err ]] && sed 's/^/  module: /' "$work/module.err" >&2
-  exit 1
-}
-# Waits up to $2 tenths of a second for the command $1 to succeed.
-wait_for() {
-  local tries=$2
-  until eval "$1"; do
-    tries=$((tries - 1))
-    ((tries > 0)) || return 1
-    sleep 0.1
-  done
-}
 # Waits for the module to end within $1 tenths of a second, with status 0.
 module_ends_within() {
   wait_for '! kill -0 "$module" 2>/dev/null' "$1" || fail "meterimport did not end $2"
@@ -82,19 +56,12 @@ source "$root/scripts/demo-installation.sh" > /dev/null
 settings="$build/bin/meterimport-settings"
 
 # The diary's end of the status link, on a bus of our own.
-dbus-daemon --session --nofork --print-address=3 3>"$work/bus.address" &
-wait_for '[[ -s $work/bus.address ]]' 100 || fail "the session bus did not start"
-DBUS_SESSION_BUS_ADDRESS=$(head -1 "$work/bus.address")
-export DBUS_SESSION_BUS_ADDRESS
+start_session_bus || fail "no session bus"
 "$build/bin/meterimport-status-monitor" > "$work/status.txt" &
 export XDG_RUNTIME_DIR="$work/runtime"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 
-Xvfb -displayfd 5 -screen 0 1024x768x24 -nolisten tcp -noreset 5>"$work/display" 2>"$work/xvfb.log" &
-wait_for '[[ -s $work/display ]]' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb did not start"; }
-DISPLAY=:$(head -1 "$work/display")
-export DISPLAY
-wait_for 'xdpyinfo >/dev/null 2>&1' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb serves no client"; }
+start_display 1024x768x24 || fail "no X server"
 # Its log goes to a cache folder of the test's own.
 XDG_CACHE_HOME="$work/cache" XDG_CONFIG_HOME="$work/config" openbox --sm-disable 2>"$work/openbox.err" &
 wait_for 'xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q "window id"' 100 \

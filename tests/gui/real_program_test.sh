@@ -21,40 +21,9 @@ set -euo pipefail
 
 build=$(realpath "$1")
 root=$(realpath "$2")
-work=$(mktemp -d)
+source "$root/scripts/x-session.sh"
+own_work_folder
 demo="$work/demo"
-
-# Ends what the test started (the module, the host window, the status
-# monitor, the bus, the X server: all jobs of this shell) and removes its
-# folder.
-cleanup() {
-  local pids
-  pids=$(jobs -p)
-  if [[ -n $pids ]]; then
-    kill $pids 2>/dev/null || true
-    wait $pids 2>/dev/null || true
-  fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
-
-fail() {
-  echo "FAIL: $*" >&2
-  [[ -s $work/module.err ]] && sed 's/^/  module: /' "$work/module.err" >&2
-  exit 1
-}
-# Waits up to $2 tenths of a second for the command $1 to succeed (the bound
-# only keeps a broken run from hanging: every wait is for a state).
-wait_for() {
-  local tries=$2
-  until eval "$1"; do
-    tries=$((tries - 1))
-    ((tries > 0)) || return 1
-    sleep 0.1
-  done
-}
 # The wizard's window as it is now (Qt may replace its first native window
 # while it embeds it): found again on every call.
 find_wizard() {
@@ -111,26 +80,16 @@ settings="$build/bin/meterimport-settings"
 
 # The host's end of the status link, on a bus of our own (not forked off, so
 # that it stays a job of this shell).
-dbus-daemon --session --nofork --print-address=3 3>"$work/bus.address" 2>/dev/null &
-wait_for '[[ -s $work/bus.address ]]' 100 || fail "the session bus did not start"
-DBUS_SESSION_BUS_ADDRESS=$(head -1 "$work/bus.address")
-export DBUS_SESSION_BUS_ADDRESS
+start_session_bus || fail "no session bus"
 "$build/bin/meterimport-status-monitor" > "$work/status.txt" &
 wait_for 'dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.NameHasOwner string:Orvantix.DDEImpStatus 2>/dev/null | grep -q true' 100 \
   || fail "the status monitor did not come up"
 export XDG_RUNTIME_DIR="$work/runtime"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
 
-# An X server of our own on a display it picks itself (no race with another
-# server starting at the same time). It writes the number once it listens,
-# which can be before it serves clients; so the test waits for a client's
-# first answer. It does not reset when its last client leaves, and its root
-# window is black (-br), so that a window that is not painted is all black.
-Xvfb -displayfd 5 -screen 0 1024x768x24 -nolisten tcp -noreset -br 5>"$work/display" 2>"$work/xvfb.log" &
-wait_for '[[ -s $work/display ]]' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb did not start"; }
-DISPLAY=:$(head -1 "$work/display")
-export DISPLAY
-wait_for 'xdpyinfo >/dev/null 2>&1' 100 || { cat "$work/xvfb.log" >&2; fail "Xvfb serves no client"; }
+# An X server of our own whose root window is black (-br), so that a window
+# that is not painted is all black.
+start_display 1024x768x24 -br || fail "no X server"
 
 xmessage -geometry 900x600+0+0 -name diary "The diary" 2>"$work/host.err" &
 wait_for 'host=$(xdotool search --name "^diary$" 2>/dev/null | head -1); [[ -n $host ]]' 200 \
