@@ -61,6 +61,14 @@ focus_wizard() {
     [[ $(xprop -id "$wizard" _METERIMPORT_ACTIVE 2>/dev/null) == *'"'"'"1"'"'"' ]]' 100 \
     || fail "the wizard did not become the active window"
 }
+# Return on the first three screens: the meter is read.
+start_the_reading() {
+  key Return
+  wait_screen port
+  key Return
+  wait_screen switch-on
+  key Return
+}
 # Waits $2 tenths at most for the module to end, and fails unless it ended
 # with 0.
 module_ends() {
@@ -102,11 +110,7 @@ wait_screen intro
 wait_for 'xwininfo -tree -id "$host" | grep -qi "meterimport"' 100 \
   || fail "the wizard is not inside the host's window"
 focus_wizard
-key Return
-wait_screen port
-key Return
-wait_screen switch-on
-key Return
+start_the_reading
 wait_screen result
 grep -q "^meterimport: LAB:" "$work/module.err" || fail "the import's report is missing"
 [[ $(ls "$demo/import" | wc -l) -eq 5 ]] || fail "not five import files"
@@ -124,11 +128,7 @@ sed 's/"ms_per_record": [0-9]*/"ms_per_record": 25/' \
 module=$!
 wait_screen intro
 focus_wizard
-key Return
-wait_screen port
-key Return
-wait_screen switch-on
-key Return
+start_the_reading
 wait_screen transfer  # the meter's 292 entries take over seven seconds
 # Unmapped and mapped again, the window is painted again while the meter is
 # still read (grabbed until it is not one colour: the X server fills a newly
