@@ -35,26 +35,18 @@
 
 #include "common/language.h"
 #include "common/text_ids.h"
-#include "host/frmMain.h"
-#include "meter/plugin_control.h"
-#include "shell/meter_catalogue.h"
-#include "support/recording_message_boxes.h"
-#include "support/recording_status_link.h"
-#include "support/sample_memory.h"
-#include "support/scoped_env.h"
-#include "support/test_hives.h"
+#include "support/wizard_window.h"
 #include "ui/accessibility.h"
 #include "ui/help_window.h"
 #include "ui/localise.h"
 #include "ui/qt_language.h"
-#include "wizard/frmAccuSensorComplete.h"
 
 namespace mi {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kRoot = "SOFTWARE\\Kestrelsoft\\Diary";
+constexpr const char* kRoot = test::kWizardRoot;
 
 // ---- Which language a text is in ---------------------------------------------
 
@@ -271,75 +263,28 @@ std::vector<std::string> CutTexts(QWidget* window) {
 
 // ---- The windows in one language ---------------------------------------------
 
-class WindowsTest : public ::testing::TestWithParam<const char*> {
+class WindowsTest : public ::testing::TestWithParam<const char*>, public test::WizardWindow {
  protected:
-  WindowsTest() : check(GetParam()) {
-    fs::create_directories(import_dir);
-    hives.SetMachineText(kRoot, "LanguageDLL", GetParam());
-    hives.SetMachineText(kRoot, "ImportDir", import_dir.string());
+  WindowsTest() : WizardWindow(GetParam()), check(GetParam()) {
     // The shipped help pages beside the program.
     for (const char* page : {"meterimport.html", "meterimport.Deutsch.html"}) {
       test::WriteFile(hives.dir / "bin" / page,
                       test::ReadFile(fs::path(METERIMPORT_SOURCE_DIR) / "data/help" / page));
     }
-    environment.program_file = hives.dir / "bin/meterimport";
-    environment.hives = hives.paths;
-    environment.serial.dev = hives.dir / "dev";
-    environment.serial.lock_dirs = {};
-    services.messages = &boxes;
-    services.end_process = [this] { ++ends; };
     Install(13);
   }
   ~WindowsTest() override { UseQtLanguage("en"); }
 
-  // Meter `meter_id` with every category, its setup, its USB cable and no
-  // port test; the sample memory with the calls in `fail` failing.
+  // Meter `meter_id` as the wizard window installs it, with its USB cable.
   void Install(int16_t meter_id, const std::string& fail = "[]") {
-    const std::optional<CatalogueEntry> meter = FindMeter(meter_id);
-    const std::string key = std::string(kRoot) + "\\modules\\" + std::string(meter->module_name);
-    for (const char* name :
-         {"Glucose_Available", "Insulin_Available", "InsulinPumpData_Available",
-          "Intakes_Available", "ExerciseData_Available", "LabData_Available", "Configure_Meter"}) {
-      hives.SetMachineText(key, name, "-1");
-    }
-    hives.SetMachineText(key, "TestPorts", "0");
-    hives.SetMachineText(key, "USBSerial", "yes");
-    hives.SetMachineText(key, "USBDriver", "FTDI VCP");
-    hives.SetMachineText(kMeterControlServerKey, "",
-                         METERIMPORT_BINARY_DIR "/lib/libmeterctl-sim.so");
-    const char* sample = "accu-chek-sensor-complete.json";
-    for (const auto& [file, id] : test::kSampleMemories) {
-      if (id == meter_id) sample = file;
-    }
-    hives.SetMachineText(kMeterControlServerKey, "MemoryFile",
-                         test::SampleMemory(hives.dir.path(), sample, fail).string());
+    WizardWindow::Install(meter_id, fail);
+    hives.SetMachineText(meter_key, "USBSerial", "yes");
+    hives.SetMachineText(meter_key, "USBDriver", "FTDI VCP");
   }
-
   void Start(int16_t meter_id) {
-    main.reset();
-    main = std::make_unique<frmMain>(environment, services, link);
-    main->Load("Diary 17 1 " + std::to_string(meter_id) + " 0");
+    WizardWindow::Start("Diary 17 1 " + std::to_string(meter_id) + " 0");
     wizard()->activateWindow();  // keys go to the active window
     ASSERT_TRUE(QTest::qWaitForWindowActive(wizard()));
-  }
-  frmAccuSensorComplete* wizard() { return main->wizard(); }
-  template <typename T = QWidget>
-  T* Find(const char* name) {
-    T* found = wizard()->findChild<T*>(name);
-    EXPECT_NE(found, nullptr) << name;
-    return found;
-  }
-  // Next, each press followed by the event loop until the reading and the
-  // writing it started are over.
-  void Next(int presses = 1) {
-    for (int i = 0; i < presses; ++i) {
-      Find<QPushButton>("cmdNext")->click();
-      Settle();
-    }
-  }
-  void Settle() {
-    ASSERT_TRUE(QTest::qWaitFor([this] { return !wizard()->busy(); }, 60000))
-        << "the reading does not end";
   }
   // Opens the setup dialog and runs `inside` while it is open.
   void InSetup(const std::function<void(QWidget* dialog)>& inside) {
@@ -369,17 +314,6 @@ class WindowsTest : public ::testing::TestWithParam<const char*> {
   }
 
   LanguageCheck check;
-  test::TestHives hives;
-  const test::ScopedEnv languages{"METERIMPORT_LANGUAGE_PATH",
-                                  METERIMPORT_SOURCE_DIR "/data/languages"};
-  const test::ScopedEnv no_override{"METERIMPORT_SIM_MEMORY", nullptr};
-  const fs::path import_dir = hives.dir / "import";
-  ImportEnvironment environment;
-  test::RecordingMessageBoxes boxes;
-  test::RecordingStatusLink link;
-  WindowServices services;
-  int ends = 0;
-  std::unique_ptr<frmMain> main;
   std::set<std::string> faults;
 };
 
