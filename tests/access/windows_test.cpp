@@ -297,6 +297,21 @@ class WindowsTest : public ::testing::TestWithParam<const char*>, public test::W
     });
     Find<QPushButton>("cmdSetup")->click();
   }
+  // Starts the wizard of `meter`, opens its setup dialog and runs `look` on
+  // each tab ("setup METER tab N"), then `after` while the dialog is open.
+  void OnEverySetupTab(int16_t meter, const std::function<void(const std::string&)>& look,
+                       const std::function<void(QWidget* dialog)>& after = {}) {
+    Install(meter);
+    Start(meter);
+    InSetup([&](QWidget* dialog) {
+      auto* tabs = dialog->findChild<QTabWidget*>("vstab");
+      for (int tab = 0; tab < tabs->count(); ++tab) {
+        tabs->setCurrentIndex(tab);
+        look("setup " + std::to_string(meter) + " tab " + std::to_string(tab + 1));
+      }
+      if (after) after(dialog);
+    });
+  }
 
   // Looks at every window the module shows now; what is wrong is noted
   // under `where`.
@@ -347,16 +362,11 @@ TEST_P(WindowsTest, EveryWindowSpeaksOneLanguageNamesItsControlsAndHasUniqueAcce
   boxes.shown.back().text = boxes.shown.back().text.substr(0, boxes.shown.back().text.find('\n'));
 
   for (const int16_t meter : {int16_t{13}, int16_t{11}, int16_t{16}}) {
-    Install(meter);
-    Start(meter);
-    InSetup([&](QWidget* dialog) {
-      auto* tabs = dialog->findChild<QTabWidget*>("vstab");
-      for (int tab = 0; tab < tabs->count(); ++tab) {
-        tabs->setCurrentIndex(tab);
-        Look("setup " + std::to_string(meter) + " tab " + std::to_string(tab + 1));
-      }
-      dialog->findChild<QPushButton*>("cmdInsulin_0")->click();  // the input box
-    });
+    OnEverySetupTab(
+        meter, [this](const std::string& where) { Look(where); },
+        [](QWidget* dialog) {
+          dialog->findChild<QPushButton*>("cmdInsulin_0")->click();  // the input box
+        });
   }
   for (const auto& box : boxes.shown) {
     const std::string why = check.Foreign(QString::fromStdString(box.text));
@@ -416,17 +426,7 @@ TEST_P(WindowsTest, NothingIsCutAtTheSmallestSize) {
   look("switch on");
   Next();
   look("result with a loss");
-  for (const int16_t meter : {int16_t{13}, int16_t{11}}) {
-    Install(meter);
-    Start(meter);
-    InSetup([&](QWidget* dialog) {
-      auto* tabs = dialog->findChild<QTabWidget*>("vstab");
-      for (int tab = 0; tab < tabs->count(); ++tab) {
-        tabs->setCurrentIndex(tab);
-        look("setup " + std::to_string(meter) + " tab " + std::to_string(tab + 1));
-      }
-    });
-  }
+  for (const int16_t meter : {int16_t{13}, int16_t{11}}) OnEverySetupTab(meter, look);
   EXPECT_EQ(faults, std::set<std::string>{});
 }
 
