@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 namespace mi {
@@ -52,25 +53,11 @@ class ActivationWatch : public QObject {
 }  // namespace
 
 const char* ScreenName(WizardScreen screen) {
-  switch (screen) {
-    case WizardScreen::kIntroduction:
-      return "intro";
-    case WizardScreen::kPort:
-      return "port";
-    case WizardScreen::kSwitchOn:
-      return "switch-on";
-    case WizardScreen::kReading:
-      return "reading";
-    case WizardScreen::kTransfer:
-      return "transfer";
-    case WizardScreen::kWriting:
-      return "writing";
-    case WizardScreen::kResult:
-      return "result";
-    case WizardScreen::kCancelling:
-      return "cancelling";
-  }
-  return "";
+  // In the order of WizardScreen.
+  static constexpr const char* kNames[] = {"intro",    "port",    "switch-on", "reading",
+                                           "transfer", "writing", "result",    "cancelling"};
+  const auto at = static_cast<size_t>(screen);
+  return at < std::size(kNames) ? kNames[at] : "";
 }
 
 void TellScreen(QWidget* window, WizardScreen screen) {
