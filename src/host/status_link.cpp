@@ -41,6 +41,7 @@ DBusStatusLink::DBusStatusLink(std::string bus_name)
     : bus_name_(std::move(bus_name)), connection_name_(NewConnectionName()) {}
 
 DBusStatusLink::~DBusStatusLink() {
+  if (opening_.valid() && opening_.get()) link_mode_ = 1;
   if (link_mode_ != 0) Disconnect();
 }
 
@@ -50,9 +51,34 @@ std::chrono::milliseconds StartUpBusWait(int link_timeout) {
 }
 
 bool DBusStatusLink::Open() {
+  if (opening_.valid()) return true;
   if (link_mode_ != 0) return true;
   // No bus to try: not even the bus library's thread is started.
   if (qgetenv("DBUS_SESSION_BUS_ADDRESS") == kNoSessionBus) return false;
+  if (Connect(TimeoutMilliseconds())) link_mode_ = 1;
+  return link_mode_ != 0;
+}
+
+void DBusStatusLink::BeginOpening() {
+  if (link_mode_ != 0 || opening_.valid()) return;
+  if (qgetenv("DBUS_SESSION_BUS_ADDRESS") == kNoSessionBus) return;
+  opening_ = std::async(std::launch::async, [this, timeout = TimeoutMilliseconds()] {
+    const bool open = Connect(timeout);
+    QMetaObject::invokeMethod(
+        &window_thread_, [this] { FinishOpening(); }, Qt::QueuedConnection);
+    return open;
+  });
+}
+
+void DBusStatusLink::FinishOpening() {
+  if (!opening_.valid()) return;
+  if (opening_.get()) link_mode_ = 1;
+  const std::vector<std::string> waiting = std::move(waiting_);
+  waiting_.clear();
+  for (const std::string& command : waiting) Execute(command);
+}
+
+bool DBusStatusLink::Connect(int timeout_milliseconds) const {
   const QString name = ToQString(connection_name_);
   QDBusConnection connection = ConnectToSessionBus(name);
   if (connection.isConnected()) {
@@ -60,10 +86,9 @@ bool DBusStatusLink::Open() {
         QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
         QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameHasOwner"));
     ask << ToQString(bus_name_);
-    const QDBusMessage answer = connection.call(ask, QDBus::Block, TimeoutMilliseconds());
+    const QDBusMessage answer = connection.call(ask, QDBus::Block, timeout_milliseconds);
     if (answer.type() == QDBusMessage::ReplyMessage && answer.arguments().size() == 1 &&
         answer.arguments().front().toBool()) {
-      link_mode_ = 1;
       return true;
     }
   }
@@ -72,6 +97,13 @@ bool DBusStatusLink::Open() {
 }
 
 void DBusStatusLink::Execute(std::string_view command) {
+  if (opening_.valid()) {
+    if (opening_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+      waiting_.emplace_back(command);
+      return;
+    }
+    FinishOpening();
+  }
   if (link_mode_ == 0) return;
   QDBusMessage call = QDBusMessage::createMethodCall(
       ToQString(bus_name_), QString::fromLatin1(kStatusObjectPath),
@@ -83,6 +115,8 @@ void DBusStatusLink::Execute(std::string_view command) {
 }
 
 void DBusStatusLink::Close() {
+  // What waited for the link goes out first, each with the usual wait.
+  FinishOpening();
   const int remembered = link_timeout_;
   link_timeout_ = 1;
   if (link_mode_ != 0) EndConversation();

@@ -7,11 +7,17 @@
 //
 // The link is opened once, at start-up, and only when the session bus can be
 // reached and the host's name has an owner. A link that is not open sends
-// nothing and waits for nothing.
+// nothing and waits for nothing. The start-up may have the link made on a
+// thread of its own while it builds the window (BeginOpening); commands given
+// meanwhile wait in order and go out once the link is made.
+
+#include <QtCore/QObject>
 
 #include <chrono>
+#include <future>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "shell/status_channel.h"
 
@@ -44,6 +50,13 @@ class DBusStatusLink : public StatusLink {
   // A process without a usable bus (SettleSessionBus) connects to nothing.
   bool Open() override;
 
+  // Makes the same connection and asks the same question on a thread of its
+  // own (it touches nothing but that connection), so that the window thread
+  // goes on. The outcome is taken on the window thread: by its event loop
+  // as soon as it is there, or by the next Execute or Close that needs it.
+  // Until then Open answers true and commands wait in order.
+  void BeginOpening();
+
   // 1 while the link is open, 0 otherwise.
   int LinkMode() const { return link_mode_; }
 
@@ -70,12 +83,21 @@ class DBusStatusLink : public StatusLink {
 
  private:
   int TimeoutMilliseconds() const;
+  // Connects and asks; true when the host's name has an owner. No
+  // connection is left behind when false.
+  bool Connect(int timeout_milliseconds) const;
+  // Takes BeginOpening's outcome, waiting for it if need be, and sends the
+  // commands that waited for it.
+  void FinishOpening();
   void Disconnect();
 
   std::string bus_name_;
   std::string connection_name_;  // unique per link, for Qt's connection table
   int link_mode_ = 0;
   int link_timeout_ = kDefaultLinkTimeout;
+  std::future<bool> opening_;         // BeginOpening's outcome, until taken
+  std::vector<std::string> waiting_;  // commands given before it was taken
+  QObject window_thread_;             // where the outcome is taken
 };
 
 }  // namespace mi

@@ -1,5 +1,9 @@
 #include "ui/localise.h"
 
+#include <QtGui/QFont>
+#include <QtGui/QFontDatabase>
+#include <QtGui/QFontInfo>
+#include <QtGui/QGuiApplication>
 #include <QtGui/QWindow>
 #include <QtWidgets/QAbstractButton>
 #include <QtWidgets/QCheckBox>
@@ -69,6 +73,12 @@ void SetFontName(QWidget* window, std::string_view font_name) {
   };
   set(window);
   for (QWidget* control : window->findChildren<QWidget*>()) set(control);
+}
+
+void PrepareFonts() {
+  (void)QFontDatabase::families();
+  (void)QFontInfo(QGuiApplication::font()).family();
+  (void)QFontInfo(QFont(Q(kDefaultFont))).family();
 }
 
 void LocaliseForm(QWidget* window, const LanguageModule* language, std::string_view font_name) {

@@ -190,6 +190,39 @@ TEST_F(StatusLinkTest, ClosingUsesTheShortTimeoutAndPutsLinkTimeoutBack) {
   EXPECT_EQ(HostLines(1), Lines{"STATUS|marker"});
 }
 
+// The start-up has the link made while it builds the window: commands given
+// meanwhile wait in order and go out once the link is made, taken by the
+// event loop or by the Close that ends the module first. A link being made
+// that finds no host drops them.
+TEST_F(StatusLinkTest, CommandsWaitInOrderWhileTheLinkIsMade) {
+  StartHost({});
+  const auto bus = static_cast<pid_t>(bus_.processId());
+  DBusStatusLink by_event_loop, by_close;
+  ASSERT_EQ(::kill(bus, SIGSTOP), 0);  // the link cannot be made before the commands
+  for (DBusStatusLink* link : {&by_event_loop, &by_close}) link->BeginOpening();
+  by_event_loop.Execute("STATUS|1");
+  by_event_loop.Execute("STATUS|2");
+  EXPECT_TRUE(by_event_loop.Open());
+  by_close.Execute("STATUS|3");
+  ::kill(bus, SIGCONT);
+  by_close.Close();
+  EXPECT_EQ(HostLines(1), Lines{"STATUS|3"});
+  EXPECT_TRUE(Eventually([&] {
+    QCoreApplication::processEvents();
+    return by_event_loop.LinkMode() == 1;
+  }));
+  EXPECT_EQ(HostLines(3), (Lines{"STATUS|3", "STATUS|1", "STATUS|2"}));
+
+  DBusStatusLink no_host("Test.Nobody");
+  no_host.SetLinkTimeout(kForever);
+  no_host.BeginOpening();
+  no_host.Execute("STATUS|lost");
+  no_host.Close();
+  EXPECT_EQ(no_host.LinkMode(), 0);
+  SendMarker("STATUS|marker");
+  EXPECT_EQ(HostLines(4), (Lines{"STATUS|3", "STATUS|1", "STATUS|2", "STATUS|marker"}));
+}
+
 }  // namespace
 }  // namespace mi
 

@@ -2,8 +2,9 @@
 // diary starts it. The five fields are the whole command line: Qt is handed
 // none of them, so a field such as "-style" stays the host's.
 
-#include <QtWidgets/QApplication>
 #include <fontconfig/fontconfig.h>
+#include <QtWidgets/QApplication>
+#include <latch>
 #include <thread>
 
 #include <cstdio>
@@ -15,6 +16,7 @@
 #include "shell/command_line.h"
 #include "shell/session_bus.h"
 #include "ui/event_pump.h"
+#include "ui/localise.h"
 #include "ui/window_services.h"
 
 namespace {
@@ -49,11 +51,22 @@ int main(int argc, char** argv) {
     return 0;
   }
 
-  // The font configuration is read on a second processor while the rest
-  // starts: the wizard's first layout needs it, and reading it (every
-  // configuration file, the caches of every font folder) is the longest
-  // single step of the start-up.
-  std::thread fonts([] { FcInit(); });
+  // The fonts are made ready on a second processor while the rest starts:
+  // the wizard's first layout needs them, and they are the longest part of
+  // the start-up. First the font configuration (every configuration file,
+  // the caches of every font folder), which the window thread waits for
+  // before it builds a window; then, once the application object exists,
+  // Qt's font database and the fonts of the default families, while the
+  // window thread reads the settings and the texts (it takes them as they
+  // are when it needs them: the database is thread-safe).
+  std::latch configuration_read(1);
+  std::latch application_made(1);
+  std::thread fonts([&] {
+    FcInit();
+    configuration_read.count_down();
+    application_made.wait();
+    mi::PrepareFonts();
+  });
   // The session bus is looked at before the first Qt object, whose
   // accessibility bridge talks to it: a bus that is missing or does not
   // answer in time is no bus for the whole process, and nothing waits on it.
@@ -65,11 +78,17 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName("meterimport");
   QApplication::setApplicationDisplayName("meterimport");
   mi::ScopedQtEventPump pump;
+  application_made.count_down();
 
+  // The link to the diary is made while the window is built: status
+  // commands given before it is made wait, in order, and go out as soon as
+  // it is (from the event loop, or at the next command).
   mi::DBusStatusLink link;
-  fonts.join();
+  link.BeginOpening();
+  configuration_read.wait();
   mi::frmMain start_up(mi::ImportEnvironment::OfThisProgram(argv[0]), mi::DesktopServices(), link);
   start_up.Load(command_line);
   if (!start_up.finished()) QApplication::exec();
+  fonts.join();
   return 0;
 }
