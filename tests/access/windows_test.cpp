@@ -313,9 +313,12 @@ class WindowsTest : public ::testing::TestWithParam<const char*>, public test::W
     });
   }
 
-  // Looks at every window the module shows now; what is wrong is noted
-  // under `where`.
+  // Looks at every window the module shows now, the wizard at its smallest
+  // size; what is wrong is noted under `where`.
   void Look(const std::string& where) {
+    wizard()->resize(wizard()->minimumSize());
+    QApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);  // nothing else
+    for (const std::string& cut : CutTexts(wizard())) faults.insert(where + ": " + cut);
     for (QWidget* window : QApplication::topLevelWidgets()) {
       if (!window->isVisible()) continue;
       const std::string at = where + " (" + window->objectName().toStdString() + ")";
@@ -333,7 +336,8 @@ class WindowsTest : public ::testing::TestWithParam<const char*>, public test::W
 };
 
 // Every screen, every setup tab, the help window, the input box and every
-// message: one language, a name for each control, no access key twice.
+// message: one language, a name for each control, no access key twice, and
+// nothing cut at the wizard's smallest size.
 TEST_P(WindowsTest, EveryWindowSpeaksOneLanguageNamesItsControlsAndHasUniqueAccessKeys) {
   Start(13);
   Look("introduction");
@@ -407,26 +411,6 @@ TEST_P(WindowsTest, QtsOwnBoxesSpeakTheCatalogueLanguage) {
   look_and_close("input box");
   real.Input(wizard(), main->session().Text(kTextRenameInsulinPrompt, "x"),
              main->session().Text(kTextRenameInsulinTitle), "x");
-  EXPECT_EQ(faults, std::set<std::string>{});
-}
-
-// At the smallest size of the wizard nothing is cut, on any screen or tab.
-TEST_P(WindowsTest, NothingIsCutAtTheSmallestSize) {
-  const auto look = [this](const std::string& where) {
-    wizard()->resize(wizard()->minimumSize());
-    QApplication::processEvents();
-    for (const std::string& cut : CutTexts(wizard())) faults.insert(where + ": " + cut);
-  };
-  Install(13, R"(["read:6"])");
-  Start(13);
-  look("introduction");
-  Next();
-  look("port");
-  Next();
-  look("switch on");
-  Next();
-  look("result with a loss");
-  for (const int16_t meter : {int16_t{13}, int16_t{11}}) OnEverySetupTab(meter, look);
   EXPECT_EQ(faults, std::set<std::string>{});
 }
 
@@ -540,17 +524,6 @@ TEST_P(KeyboardTest, TheLossLineIsReadableInEveryPalette) {
     EXPECT_GT(lost_rows, 0);
   }
   QApplication::setPalette(before);
-}
-
-// A meter without a setup dialog shows no setup frame, even where the
-// installation sets "Configure_Meter" for it (the frame would be empty).
-TEST_P(KeyboardTest, NoEmptySetupFrame) {
-  Install(17);
-  Start(17);
-  EXPECT_FALSE(Find("frameSetup")->isVisible());
-  Install(13);
-  Start(13);
-  EXPECT_TRUE(Find("frameSetup")->isVisible() && Find("cmdSetup")->isVisible());
 }
 
 INSTANTIATE_TEST_SUITE_P(Languages, KeyboardTest, ::testing::Values("English", "Deutsch"));

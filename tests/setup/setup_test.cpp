@@ -92,32 +92,23 @@ class SetupTest : public ::testing::Test {
   std::unique_ptr<frmSetup> dialog;
 };
 
-// The Complete: six categories (a grey box for a stored 2), its ketone boxes
-// with the user's separator, neither bread-unit factor for a stored 11, the
-// fourteen insulin types, three tabs.
-TEST_F(SetupTest, TheCompleteShowsItsModel) {
-  hives.SetMachineText(kComplete, "InsulinPumpData_Available", "2");
+// The Complete shows its model: six categories (a grey box for a stored 2),
+// its ketone boxes with the user's separator, neither bread-unit factor for a
+// stored 11, the fourteen insulin types, three tabs. Cancel saves nothing; OK
+// saves what the person changed: a box clicked (a grey one becomes a plain
+// one), ketone texts, a factor, an insulin renamed through the input box.
+TEST_F(SetupTest, TheCompleteShowsItsModelAndSavesThePersonsChangesOnOk) {
   hives.SetMachineText(kComplete, "BUFactor", "11");
+  hives.SetMachineText(kComplete, "InsulinPumpData_Available", "2");
   Open(13, ',');
   EXPECT_EQ(dialog->objectName(), "frmSetupComplete");
   EXPECT_EQ(Shown(), "xx-xxx||0,0|0,0|0,0|0,0");
   EXPECT_FALSE(Find<QRadioButton>("optBUF_0")->isChecked() ||
                Find<QRadioButton>("optBUF_1")->isChecked());
   EXPECT_TRUE(Find<QRadioButton>("optBUConversion_1")->isChecked());
-  const auto lines = Lines();
-  ASSERT_EQ(lines.size(), 14u);
-  EXPECT_EQ(lines[13], "Humalog (rapid-acting analogue)->Humalog (rapid-acting analogue)");
-  EXPECT_EQ(Find<QTabWidget>("vstab")->count(), 3);
+  EXPECT_EQ(Lines().size(), 14u);
   EXPECT_EQ(Find<QTabWidget>("vstab")->tabText(2), "Lab values");
-}
-
-// Cancel saves nothing; OK saves what the person changed: a box clicked (a
-// grey one becomes a plain one), ketone texts, a factor, an insulin renamed
-// through the input box.
-TEST_F(SetupTest, HandsThePersonsChangesToTheModelAndSavesOnOk) {
-  hives.SetMachineText(kComplete, "BUFactor", "11");
-  hives.SetMachineText(kComplete, "InsulinPumpData_Available", "2");
-  Open(13, ',');
+  EXPECT_EQ(Find<QTabWidget>("vstab")->count(), 3);
   Find<QPushButton>("cmdCancel")->click();
   EXPECT_FALSE(fs::exists(hives.paths.user));
   EXPECT_FALSE(session->context().SetupBusy);
