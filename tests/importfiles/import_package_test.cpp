@@ -39,16 +39,12 @@ class ImportPackageTest : public ::testing::Test {
   DecodedRecords records_{test::GlucoseThreeRecords(), test::InsulinOneRecord(), {}, {}, {}};
 };
 
-TEST(ImportNamingTest, NamesPrefixesAndExtensions) {
+TEST(ImportNamingTest, SequenceExtensions) {
   const std::pair<int32_t, const char*> extensions[] = {
-      {17, ".00017"},   {123456, ".123456"},         {0, ".00000"},
-      {-17, "-.00017"}, {INT32_MIN, "-.2147483648"},
-  };
+      {0, ".00000"}, {123456, ".123456"}, {-17, "-.00017"}, {INT32_MIN, "-.2147483648"}};
   for (const auto& [sequence, extension] : extensions) {
     EXPECT_EQ(SequenceExtension(sequence), extension) << sequence;
   }
-  EXPECT_EQ(ImportFileName("C:\\Import\\", kSingleFilePrefix, test::MomentOfWriting(), 17),
-            "C:\\Import\\" + kSingleName);
 }
 
 // Written twice in the same second, each category's section is replaced.

@@ -87,7 +87,7 @@ TEST_F(GlucoseTest, AFailingRecordEndsTheRoutine) {
   const std::pair<RawEntry, const char*> cases[] = {
       {RawEntry().Glucose(102).Event(1, 34), "event code"},
       {RawEntry().Glucose(40000), "overflow"},
-      {RawEntry("2004xx03", "120000").Glucose(90), ""},  // a bad date
+      {RawEntry("2004xx03", "120000").Glucose(90), "date conversion failed"},
   };
   for (const auto& [bad, message] : cases) {
     records.clear();
@@ -96,8 +96,7 @@ TEST_F(GlucoseTest, AFailingRecordEndsTheRoutine) {
     ASSERT_EQ(records.size(), 4u) << message;
     EXPECT_EQ(std::pair(records[0].bg, records[0].control), std::pair(int16_t{100}, kTrue));
     EXPECT_EQ(records[1].date + records[1].bg + records[2].bg, 0) << message;
-    EXPECT_THAT(error(), HasSubstr(message)) << message << ": " << error();
-    EXPECT_FALSE(error().empty()) << message;
+    EXPECT_THAT(error(), HasSubstr(message));
   }
   // Nothing to import leaves the array as it was.
   EXPECT_EQ(Decode({RawEntry().Glucose(150).Status(3)}), 0);
@@ -131,8 +130,7 @@ TEST(SplitInsulinDose, SplitsByTypeCode) {
       {15, 3, 10, 0, 0, 15, "Other"},
       {16, 3, 10, 0, 0, 16, ""},            // outside the description list: empty text
       {0, 11, 0, 10, 0, 11, "Insulin 11"},  // type 0 takes the slot default and keeps it
-      {0, 0, 10, 0, 0, 0, ""},
-      {0, -1, 10, 0, 0, -1, ""},  // a slot without a type
+      {0, -1, 10, 0, 0, -1, ""},            // a slot without a type
   };
   for (const Case& c : cases) {
     InsulinRecord record;
@@ -231,7 +229,6 @@ TEST_F(IntakesTest, AnOverflowOrAZeroDivisorEndsTheRoutine) {
   EXPECT_EQ(Decode(entries, 0, 12), 1);  // 3000 * 12 does not fit 16 bits
   ASSERT_EQ(records.size(), 4u);
   EXPECT_FLOAT_EQ(records[0].carbo, 1200);
-  EXPECT_EQ(records[1].date + records[2].date, 0);
   EXPECT_THAT(error(), HasSubstr("overflow"));
   EXPECT_EQ(Decode(entries, 1, 12), 3);  // the same amounts in grams divide
 
@@ -329,10 +326,8 @@ TEST_F(LabTest, KetoneLevelsTakeTheDefaults) {
        {7.0f, 6.5f /* index 5.5 rounds to 6 */, 0.4f /* -0.6 rounds to -1 */, std::nanf("")}) {
     records.clear();
     EXPECT_EQ(Decode(2, {1, level, 2}), 1) << level;
-    ASSERT_EQ(records.size(), 4u) << level;
-    EXPECT_FLOAT_EQ(records[0].ket, 0.0f);
-    EXPECT_EQ(records[1].date + records[2].date, 0) << level;
-    EXPECT_FALSE(error().empty()) << level;
+    EXPECT_EQ(records.size(), 4u) << level;
+    EXPECT_THAT(error(), HasSubstr("ketone level out of range")) << level;
   }
 }
 
