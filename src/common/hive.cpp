@@ -45,63 +45,6 @@ constexpr const char* kSubtreeIds =
 
 constexpr const char* kAttachedSchema = "joined";
 
-// A prepared statement that finalises itself.
-class Statement {
- public:
-  Statement(sqlite3* db, const std::string& sql) {
-    if (db) sqlite3_prepare_v2(db, sql.c_str(), -1, &stmt_, nullptr);
-  }
-  ~Statement() { sqlite3_finalize(stmt_); }
-  Statement(const Statement&) = delete;
-  Statement& operator=(const Statement&) = delete;
-
-  bool ok() const { return stmt_ != nullptr; }
-  Statement& Bind(int index, int64_t value) {
-    if (stmt_) sqlite3_bind_int64(stmt_, index, value);
-    return *this;
-  }
-  Statement& Bind(int index, std::string_view text) {
-    if (stmt_)
-      sqlite3_bind_text(stmt_, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
-    return *this;
-  }
-  Statement& BindBlob(int index, std::string_view bytes) {
-    if (stmt_)
-      sqlite3_bind_blob(stmt_, index, bytes.data(), static_cast<int>(bytes.size()),
-                        SQLITE_TRANSIENT);
-    return *this;
-  }
-  // SQLITE_ROW, SQLITE_DONE or an error code.
-  int Step() { return stmt_ ? sqlite3_step(stmt_) : SQLITE_ERROR; }
-  void Reset() {
-    if (stmt_) sqlite3_reset(stmt_);
-  }
-  int64_t Int(int column) { return sqlite3_column_int64(stmt_, column); }
-  std::string Text(int column) {
-    const auto* p = sqlite3_column_text(stmt_, column);
-    return p ? std::string(reinterpret_cast<const char*>(p),
-                           static_cast<size_t>(sqlite3_column_bytes(stmt_, column)))
-             : std::string();
-  }
-  std::string Blob(int column) {
-    const void* p = sqlite3_column_blob(stmt_, column);
-    return p ? std::string(static_cast<const char*>(p),
-                           static_cast<size_t>(sqlite3_column_bytes(stmt_, column)))
-             : std::string();
-  }
-
- private:
-  sqlite3_stmt* stmt_ = nullptr;
-};
-
-RegValue ValueOfRow(Statement& row, int first_column) {
-  RegValue value;
-  value.name = row.Text(first_column);
-  value.type = static_cast<uint32_t>(row.Int(first_column + 1));
-  value.data = row.Blob(first_column + 2);
-  return value;
-}
-
 // SQLite opens files itself: a FIFO or a serial device put where a hive or
 // its journal is expected would hold that open(), or a later read, up for
 // good. Every open of SQLite's "unix" file system is therefore made without
@@ -201,12 +144,78 @@ class HiveFileMask {
 
 }  // namespace
 
+// A prepared statement: one of the hive's kept statements, handed back (reset,
+// its bindings cleared) when done, or one made for a single use and finalised.
+class Hive::Statement {
+ public:
+  Statement(Hive& hive, const std::string& sql) : hive_(&hive), stmt_(hive.Lend(sql)) {}
+  Statement(sqlite3* db, const std::string& sql) {
+    if (db) sqlite3_prepare_v2(db, sql.c_str(), -1, &stmt_, nullptr);
+  }
+  ~Statement() {
+    if (hive_) {
+      hive_->TakeBack(stmt_);
+    } else {
+      sqlite3_finalize(stmt_);
+    }
+  }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  bool ok() const { return stmt_ != nullptr; }
+  Statement& Bind(int index, int64_t value) {
+    if (stmt_) sqlite3_bind_int64(stmt_, index, value);
+    return *this;
+  }
+  Statement& Bind(int index, std::string_view text) {
+    if (stmt_)
+      sqlite3_bind_text(stmt_, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+    return *this;
+  }
+  Statement& BindBlob(int index, std::string_view bytes) {
+    if (stmt_)
+      sqlite3_bind_blob(stmt_, index, bytes.data(), static_cast<int>(bytes.size()),
+                        SQLITE_TRANSIENT);
+    return *this;
+  }
+  // SQLITE_ROW, SQLITE_DONE or an error code.
+  int Step() { return stmt_ ? sqlite3_step(stmt_) : SQLITE_ERROR; }
+  void Reset() {
+    if (stmt_) sqlite3_reset(stmt_);
+  }
+  int64_t Int(int column) { return sqlite3_column_int64(stmt_, column); }
+  std::string Text(int column) {
+    const auto* p = sqlite3_column_text(stmt_, column);
+    return p ? std::string(reinterpret_cast<const char*>(p),
+                           static_cast<size_t>(sqlite3_column_bytes(stmt_, column)))
+             : std::string();
+  }
+  std::string Blob(int column) {
+    const void* p = sqlite3_column_blob(stmt_, column);
+    return p ? std::string(static_cast<const char*>(p),
+                           static_cast<size_t>(sqlite3_column_bytes(stmt_, column)))
+             : std::string();
+  }
+  // The value of a row whose columns from `first_column` on are name, type, data.
+  RegValue Value(int first_column) {
+    RegValue value;
+    value.name = Text(first_column);
+    value.type = static_cast<uint32_t>(Int(first_column + 1));
+    value.data = Blob(first_column + 2);
+    return value;
+  }
+
+ private:
+  Hive* hive_ = nullptr;
+  sqlite3_stmt* stmt_ = nullptr;
+};
+
 // One change as a transaction of its own, or a savepoint inside a running one.
 class Hive::Change {
  public:
   explicit Change(Hive& hive) : hive_(hive), nested_(hive.connection().depth > 0) {
     hive_.Wait(true);
-    started_ = hive_.Exec(nested_ ? "SAVEPOINT change" : "BEGIN IMMEDIATE");
+    started_ = hive_.Run(nested_ ? "SAVEPOINT change" : "BEGIN IMMEDIATE");
     if (!started_) {
       hive_.SqlFailed(false);
     } else if (!nested_) {
@@ -226,7 +235,7 @@ class Hive::Change {
   bool started() const { return started_; }
   bool Commit() {
     hive_.Wait(true);
-    done_ = hive_.Exec(nested_ ? "RELEASE change" : "COMMIT");
+    done_ = hive_.Run(nested_ ? "RELEASE change" : "COMMIT");
     if (!done_) return hive_.SqlFailed(false);
     if (!nested_) {
       Connection& c = hive_.connection();
@@ -248,9 +257,9 @@ class Hive::Change {
 class Hive::ReadSnapshot {
  public:
   explicit ReadSnapshot(Hive& hive)
-      : hive_(hive), active_(sqlite3_get_autocommit(hive.db()) != 0 && hive.Exec("BEGIN")) {}
+      : hive_(hive), active_(sqlite3_get_autocommit(hive.db()) != 0 && hive.Run("BEGIN")) {}
   ~ReadSnapshot() {
-    if (active_) hive_.Exec("COMMIT");
+    if (active_) hive_.Run("COMMIT");
   }
   ReadSnapshot(const ReadSnapshot&) = delete;
   ReadSnapshot& operator=(const ReadSnapshot&) = delete;
@@ -291,6 +300,7 @@ Hive::Hive(Hive& host, std::filesystem::path file, Readers readers)
       schema_(kAttachedSchema) {}
 
 Hive::~Hive() {
+  FinalizeKept();
   if (host_) {
     if (open_ && host_->own_.db && host_->own_.depth == 0) {
       Exec(std::string("DETACH DATABASE ") + kAttachedSchema);
@@ -332,6 +342,43 @@ void Hive::SetProblem(HiveProblem::Kind kind, std::string reason) {
 
 bool Hive::Exec(const std::string& sql) {
   return sqlite3_exec(db(), sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+bool Hive::Run(const std::string& sql) {
+  return Statement(*this, sql).Step() == SQLITE_DONE;
+}
+
+sqlite3_stmt* Hive::Lend(const std::string& sql) {
+  sqlite3* const current = db();
+  if (current == nullptr) return nullptr;
+  for (KeptStatement& kept : kept_) {
+    if (!kept.lent && kept.db == current && kept.sql == sql) {
+      kept.lent = true;
+      return kept.stmt;
+    }
+  }
+  sqlite3_stmt* stmt = nullptr;
+  if (sqlite3_prepare_v3(current, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) !=
+      SQLITE_OK) {
+    return nullptr;
+  }
+  kept_.push_back({current, sql, stmt, true});
+  return stmt;
+}
+
+void Hive::TakeBack(sqlite3_stmt* stmt) {
+  if (stmt == nullptr) return;
+  // Reset at once: a statement left on a row would hold its read lock.
+  sqlite3_reset(stmt);
+  sqlite3_clear_bindings(stmt);
+  for (KeptStatement& kept : kept_) {
+    if (kept.stmt == stmt) kept.lent = false;
+  }
+}
+
+void Hive::FinalizeKept() {
+  for (const KeptStatement& kept : kept_) sqlite3_finalize(kept.stmt);
+  kept_.clear();
 }
 
 void Hive::Wait(bool writing) {
@@ -394,6 +441,7 @@ bool Hive::OpenOwn(bool for_writing) {
   GuardSqliteOpens();
   if (own_.db) {  // open for reading; now for writing
     if (own_.depth > 0) return Fail(Describe() + " cannot be written (opened for reading)");
+    FinalizeKept();
     sqlite3_close_v2(own_.db);
     own_.db = nullptr;
     open_ = false;
@@ -486,7 +534,7 @@ bool Hive::Attach() {
 // for writing).
 bool Hive::Inspect() {
   Wait(false);
-  Statement tables(db(), Sql("SELECT name FROM $sqlite_master WHERE type = 'table'"));
+  Statement tables(*this, Sql("SELECT name FROM $sqlite_master WHERE type = 'table'"));
   if (!tables.ok()) return SqlFailed(true);
   bool keys = false;
   bool values = false;
@@ -563,7 +611,7 @@ std::optional<int64_t> Hive::FindKey(std::string_view key_path, std::string* sto
   const std::vector<std::string> rest =
       SplitKeyPath(stored_path ? key_path : CachedStart(key_path, id));
   if (rest.empty()) return id;
-  Statement find(db(), Sql("SELECT id, name FROM $keys WHERE parent = ?1 AND name = ?2"));
+  Statement find(*this, Sql("SELECT id, name FROM $keys WHERE parent = ?1 AND name = ?2"));
   if (!find.ok()) {
     SqlFailed(true);
     return std::nullopt;
@@ -596,8 +644,8 @@ std::optional<int64_t> Hive::EnsureKey(std::string_view key_path, std::string_vi
   int64_t id = 0;
   const std::vector<std::string> parts = SplitKeyPath(CachedStart(key_path, id));
   if (parts.empty()) return id;
-  Statement find(db(), Sql("SELECT id FROM $keys WHERE parent = ?1 AND name = ?2"));
-  Statement insert(db(), Sql("INSERT INTO $keys(parent, name, class) VALUES(?1, ?2, ?3)"));
+  Statement find(*this, Sql("SELECT id FROM $keys WHERE parent = ?1 AND name = ?2"));
+  Statement insert(*this, Sql("INSERT INTO $keys(parent, name, class) VALUES(?1, ?2, ?3)"));
   if (!find.ok() || !insert.ok()) {
     SqlFailed(false);
     return std::nullopt;
@@ -654,10 +702,11 @@ std::optional<RegValue> Hive::GetValue(std::string_view key_path, std::string_vi
   const ReadSnapshot snapshot(*this);
   auto key = FindKey(key_path);
   if (!key || !HasTables()) return std::nullopt;
-  Statement get(db(), Sql("SELECT name, type, data FROM $reg_values WHERE key = ?1 AND name = ?2"));
+  Statement get(*this,
+                Sql("SELECT name, type, data FROM $reg_values WHERE key = ?1 AND name = ?2"));
   get.Bind(1, *key).Bind(2, name);
   const int rc = get.Step();
-  if (rc == SQLITE_ROW) return ValueOfRow(get, 0);
+  if (rc == SQLITE_ROW) return get.Value(0);
   if (rc != SQLITE_DONE) SqlFailed(true);
   return std::nullopt;
 }
@@ -671,12 +720,12 @@ bool Hive::SetValue(std::string_view key_path, std::string_view name, uint32_t t
   auto key = EnsureKey(key_path, "", &created);
   if (!key) return false;
   // Keep the spelling of an existing name; the value itself is replaced.
-  Statement update(db(),
+  Statement update(*this,
                    Sql("UPDATE $reg_values SET type = ?3, data = ?4 WHERE key = ?1 AND name = ?2"));
   update.Bind(1, *key).Bind(2, name).Bind(3, int64_t{type}).BindBlob(4, data);
   if (update.Step() != SQLITE_DONE) return SqlFailed(false);
   if (sqlite3_changes(db()) == 0) {
-    Statement insert(db(),
+    Statement insert(*this,
                      Sql("INSERT INTO $reg_values(key, name, type, data) VALUES(?1, ?2, ?3, ?4)"));
     insert.Bind(1, *key).Bind(2, name).Bind(3, int64_t{type}).BindBlob(4, data);
     if (insert.Step() != SQLITE_DONE) return SqlFailed(false);
@@ -691,7 +740,7 @@ bool Hive::DeleteValue(std::string_view key_path, std::string_view name) {
   auto key = FindKey(key_path);
   if (!key) return problem_ ? false : Fail("no such key");
   if (!HasTables()) return Fail("no such value");
-  Statement erase(db(), Sql("DELETE FROM $reg_values WHERE key = ?1 AND name = ?2"));
+  Statement erase(*this, Sql("DELETE FROM $reg_values WHERE key = ?1 AND name = ?2"));
   erase.Bind(1, *key).Bind(2, name);
   if (erase.Step() != SQLITE_DONE) return SqlFailed(false);
   if (sqlite3_changes(db()) == 0) return Fail("no such value");
@@ -705,11 +754,11 @@ bool Hive::DeleteKey(std::string_view key_path) {
   auto key = FindKey(key_path);
   if (!key) return problem_ ? false : Fail("no such key");
   if (*key == 0) return Fail("the root itself cannot be deleted");
-  Statement values(db(), Sql(std::string(kSubtreeIds) +
-                             "DELETE FROM $reg_values WHERE key IN (SELECT id FROM tree)"));
+  Statement values(*this, Sql(std::string(kSubtreeIds) +
+                              "DELETE FROM $reg_values WHERE key IN (SELECT id FROM tree)"));
   values.Bind(1, *key);
   Statement keys(
-      db(), Sql(std::string(kSubtreeIds) + "DELETE FROM $keys WHERE id IN (SELECT id FROM tree)"));
+      *this, Sql(std::string(kSubtreeIds) + "DELETE FROM $keys WHERE id IN (SELECT id FROM tree)"));
   keys.Bind(1, *key);
   if (values.Step() != SQLITE_DONE || keys.Step() != SQLITE_DONE) return SqlFailed(false);
   ++connection().generation;  // keys found before may be gone
@@ -723,7 +772,7 @@ std::optional<std::vector<std::string>> Hive::SubKeys(std::string_view key_path)
   if (!key) return std::nullopt;
   std::vector<std::string> names;
   if (!HasTables()) return names;
-  Statement list(db(), Sql("SELECT name FROM $keys WHERE parent = ?1 ORDER BY name"));
+  Statement list(*this, Sql("SELECT name FROM $keys WHERE parent = ?1 ORDER BY name"));
   list.Bind(1, *key);
   int rc;
   while ((rc = list.Step()) == SQLITE_ROW) names.push_back(list.Text(0));
@@ -741,11 +790,11 @@ std::optional<std::vector<RegValue>> Hive::Values(std::string_view key_path) {
   if (!key) return std::nullopt;
   std::vector<RegValue> values;
   if (!HasTables()) return values;
-  Statement list(db(),
+  Statement list(*this,
                  Sql("SELECT name, type, data FROM $reg_values WHERE key = ?1 ORDER BY name"));
   list.Bind(1, *key);
   int rc;
-  while ((rc = list.Step()) == SQLITE_ROW) values.push_back(ValueOfRow(list, 0));
+  while ((rc = list.Step()) == SQLITE_ROW) values.push_back(list.Value(0));
   if (rc != SQLITE_DONE) {
     SqlFailed(true);
     return std::nullopt;
@@ -770,9 +819,10 @@ std::optional<std::vector<HiveKeyNode>> Hive::Subtree(std::string_view key_path)
     std::string name;
   };
   std::vector<Row> rows;
-  Statement keys(db(), Sql(std::string(kSubtreeIds) +
-                           "SELECT k.id, k.parent, k.name FROM $keys k JOIN tree ON k.id = tree.id "
-                           "ORDER BY k.parent, k.name"));
+  Statement keys(*this,
+                 Sql(std::string(kSubtreeIds) +
+                     "SELECT k.id, k.parent, k.name FROM $keys k JOIN tree ON k.id = tree.id "
+                     "ORDER BY k.parent, k.name"));
   keys.Bind(1, *start);
   int rc;
   while ((rc = keys.Step()) == SQLITE_ROW) rows.push_back({keys.Int(0), keys.Int(1), keys.Text(2)});
@@ -781,11 +831,11 @@ std::optional<std::vector<HiveKeyNode>> Hive::Subtree(std::string_view key_path)
     return std::nullopt;
   }
   std::unordered_map<int64_t, std::vector<RegValue>> values;
-  Statement list(db(), Sql(std::string(kSubtreeIds) +
-                           "SELECT v.key, v.name, v.type, v.data FROM $reg_values v "
-                           "JOIN tree ON v.key = tree.id ORDER BY v.key, v.name"));
+  Statement list(*this, Sql(std::string(kSubtreeIds) +
+                            "SELECT v.key, v.name, v.type, v.data FROM $reg_values v "
+                            "JOIN tree ON v.key = tree.id ORDER BY v.key, v.name"));
   list.Bind(1, *start);
-  while ((rc = list.Step()) == SQLITE_ROW) values[list.Int(0)].push_back(ValueOfRow(list, 1));
+  while ((rc = list.Step()) == SQLITE_ROW) values[list.Int(0)].push_back(list.Value(1));
   if (rc != SQLITE_DONE) {
     SqlFailed(true);
     return std::nullopt;
@@ -835,7 +885,7 @@ bool Hive::Begin() {
   Connection& c = connection();
   if (c.depth == 0) {
     Wait(true);
-    if (!Exec("BEGIN IMMEDIATE")) return SqlFailed(false);
+    if (!Run("BEGIN IMMEDIATE")) return SqlFailed(false);
     ++c.generation;
   }
   ++c.depth;
@@ -847,9 +897,9 @@ bool Hive::Commit() {
   if (c.depth == 0) return Fail("no transaction is open");
   if (--c.depth > 0) return true;
   Wait(true);
-  if (!Exec("COMMIT")) {
+  if (!Run("COMMIT")) {
     SqlFailed(false);
-    Exec("ROLLBACK");
+    Run("ROLLBACK");
     ++c.generation;
     return false;
   }
@@ -862,7 +912,7 @@ void Hive::Rollback() {
   Connection& c = connection();
   if (c.depth == 0) return;
   c.depth = 0;
-  Exec("ROLLBACK");
+  Run("ROLLBACK");
   ++c.generation;
 }
 

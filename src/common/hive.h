@@ -21,6 +21,7 @@
 #include <vector>
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 namespace mi {
 
@@ -144,6 +145,16 @@ class Hive {
   };
   class Change;
   class ReadSnapshot;
+  class Statement;
+  // A statement prepared once and kept with the connection it was made on:
+  // the module reads a few hundred settings as it starts, and parsing their
+  // SQL every time cost more than the reads themselves.
+  struct KeptStatement {
+    sqlite3* db;
+    std::string sql;
+    sqlite3_stmt* stmt;
+    bool lent;
+  };
 
   Connection& connection() { return host_ ? host_->own_ : own_; }
   const Connection& connection() const { return host_ ? host_->own_ : own_; }
@@ -163,6 +174,15 @@ class Hive {
   // file) becomes problem(). Always false.
   bool SqlFailed(bool reading);
   bool Exec(const std::string& sql);
+  // One statement of a transaction (BEGIN, COMMIT, ...), kept prepared.
+  bool Run(const std::string& sql);
+  // A kept statement for `sql` on the current connection, prepared when none
+  // is free; nullptr when it cannot be prepared (the error is on the
+  // connection). TakeBack resets it and frees it for the next use.
+  sqlite3_stmt* Lend(const std::string& sql);
+  void TakeBack(sqlite3_stmt* stmt);
+  // Before the connection closes or the hive is detached.
+  void FinalizeKept();
   bool Fail(std::string message);
 
   std::optional<int64_t> FindKey(std::string_view key_path, std::string* stored_path = nullptr);
@@ -185,6 +205,7 @@ class Hive {
   uint64_t ensured_generation_ = 0;  // the tables were made in this transaction
   std::optional<HiveProblem> problem_;
   std::string last_error_;
+  std::vector<KeptStatement> kept_;
   std::string cached_path_;
   int64_t cached_id_ = 0;
   uint64_t cached_generation_ = 0;  // 0: nothing cached

@@ -201,5 +201,30 @@ TEST(HiveKeys, KeysThatLoopInADamagedFileEndEveryWalk) {
   EXPECT_FALSE(sound.problem());
 }
 
+// The module keeps its hives open, and their statements prepared, for the
+// whole run; between two reads another program must be able to take the hive
+// and change it, and the next read must see the change.
+TEST(HiveKeys, EveryReadLetsGoOfTheHiveAndTheNextReadSeesOtherChanges) {
+  TestHives h;
+  h.SetUserText("A\\B", "v", "1");
+  Hive reader(h.paths.user, Hive::Mode::kReadOnly);
+  const std::function<bool()> reads[] = {
+      [&] { return reader.KeyExists("A\\B"); },
+      [&] { return reader.GetValue("A\\B", "v").has_value(); },
+      [&] { return reader.SubKeys("A").has_value(); },
+      [&] { return reader.Values("A\\B").has_value(); },
+      [&] { return reader.Subtree("A").has_value(); },
+  };
+  for (size_t i = 0; i < std::size(reads); ++i) {
+    EXPECT_TRUE(reads[i]()) << i;
+    EXPECT_TRUE(HiveLock(h.paths.user).locked()) << "read " << i << " still holds the hive";
+  }
+  for (const char* text : {"2", "3"}) {
+    h.SetUserText("A\\B", "v", text);
+    EXPECT_EQ(reader.GetValue("A\\B", "v")->data, text + "\0"s);
+  }
+  EXPECT_FALSE(reader.problem());
+}
+
 }  // namespace
 }  // namespace mi

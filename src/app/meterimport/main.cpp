@@ -3,6 +3,7 @@
 // none of them, so a field such as "-style" stays the host's.
 
 #include <fontconfig/fontconfig.h>
+#include <pthread.h>
 #include <QtWidgets/QApplication>
 #include <latch>
 #include <thread>
@@ -62,6 +63,7 @@ int main(int argc, char** argv) {
   std::latch configuration_read(1);
   std::latch application_made(1);
   std::thread fonts([&] {
+    pthread_setname_np(pthread_self(), "fonts");
     FcInit();
     configuration_read.count_down();
     application_made.wait();
