@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
+#include <mutex>
 #include <utility>
 
 #include "shell/session_bus.h"
@@ -51,7 +52,7 @@ std::chrono::milliseconds StartUpBusWait(int link_timeout) {
 }
 
 bool DBusStatusLink::Open() {
-  if (opening_.valid()) return true;
+  if (launch_pending_ || opening_.valid()) return true;
   if (link_mode_ != 0) return true;
   // No bus to try: not even the bus library's thread is started.
   if (qgetenv("DBUS_SESSION_BUS_ADDRESS") == kNoSessionBus) return false;
@@ -60,10 +61,34 @@ bool DBusStatusLink::Open() {
 }
 
 void DBusStatusLink::BeginOpening() {
-  if (link_mode_ != 0 || opening_.valid()) return;
+  if (link_mode_ != 0 || launch_pending_ || opening_.valid()) return;
   if (qgetenv("DBUS_SESSION_BUS_ADDRESS") == kNoSessionBus) return;
+  launch_pending_ = true;
+  QMetaObject::invokeMethod(
+      &window_thread_, [this] { Launch(); }, Qt::QueuedConnection);
+}
+
+void DBusStatusLink::Launch() {
+  if (!launch_pending_) return;
+  launch_pending_ = false;
   opening_ = std::async(std::launch::async, [this, timeout = TimeoutMilliseconds()] {
     const bool open = Connect(timeout);
+    // The commands that waited go out from here, in order, each with the
+    // usual wait, so that a host slow to answer them does not hold the
+    // window up; those given meanwhile join the end of the line.
+    for (;;) {
+      std::vector<std::string> batch;
+      {
+        const std::lock_guard lock(waiting_mutex_);
+        if (!open || waiting_.empty()) {
+          waiting_.clear();
+          waiting_taken_ = true;
+          break;
+        }
+        batch.swap(waiting_);
+      }
+      for (const std::string& command : batch) Send(command, timeout);
+    }
     QMetaObject::invokeMethod(
         &window_thread_, [this] { FinishOpening(); }, Qt::QueuedConnection);
     return open;
@@ -71,11 +96,9 @@ void DBusStatusLink::BeginOpening() {
 }
 
 void DBusStatusLink::FinishOpening() {
+  Launch();
   if (!opening_.valid()) return;
   if (opening_.get()) link_mode_ = 1;
-  const std::vector<std::string> waiting = std::move(waiting_);
-  waiting_.clear();
-  for (const std::string& command : waiting) Execute(command);
 }
 
 bool DBusStatusLink::Connect(int timeout_milliseconds) const {
@@ -97,21 +120,26 @@ bool DBusStatusLink::Connect(int timeout_milliseconds) const {
 }
 
 void DBusStatusLink::Execute(std::string_view command) {
-  if (opening_.valid()) {
-    if (opening_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+  if (launch_pending_ || opening_.valid()) {
+    const std::lock_guard lock(waiting_mutex_);
+    if (!waiting_taken_) {
       waiting_.emplace_back(command);
       return;
     }
-    FinishOpening();
   }
+  FinishOpening();
   if (link_mode_ == 0) return;
+  Send(command, TimeoutMilliseconds());
+}
+
+void DBusStatusLink::Send(std::string_view command, int timeout_milliseconds) const {
   QDBusMessage call = QDBusMessage::createMethodCall(
       ToQString(bus_name_), QString::fromLatin1(kStatusObjectPath),
       QString::fromLatin1(kStatusInterface), QString::fromLatin1(kStatusMethod));
   call << ToQString(command);
   // Only the host that owns the name now; the bus is not to start one.
   call.setAutoStartService(false);
-  QDBusConnection(ToQString(connection_name_)).call(call, QDBus::Block, TimeoutMilliseconds());
+  QDBusConnection(ToQString(connection_name_)).call(call, QDBus::Block, timeout_milliseconds);
 }
 
 void DBusStatusLink::Close() {

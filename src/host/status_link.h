@@ -8,13 +8,14 @@
 // The link is opened once, at start-up, and only when the session bus can be
 // reached and the host's name has an owner. A link that is not open sends
 // nothing and waits for nothing. The start-up may have the link made on a
-// thread of its own while it builds the window (BeginOpening); commands given
-// meanwhile wait in order and go out once the link is made.
+// thread of its own (BeginOpening), once its window is on the screen;
+// commands given meanwhile wait in order and go out once the link is made.
 
 #include <QtCore/QObject>
 
 #include <chrono>
 #include <future>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -52,9 +53,12 @@ class DBusStatusLink : public StatusLink {
 
   // Makes the same connection and asks the same question on a thread of its
   // own (it touches nothing but that connection), so that the window thread
-  // goes on. The outcome is taken on the window thread: by its event loop
-  // as soon as it is there, or by the next Execute or Close that needs it.
-  // Until then Open answers true and commands wait in order.
+  // goes on. The thread starts when the window thread's event loop first
+  // runs (the window is on the screen by then: it is not held up by the
+  // bus's work), or at a Close that comes first. The outcome is taken on the
+  // window thread: by its event loop as soon as it is there, or by the next
+  // Execute or Close that needs it. Until then Open answers true and
+  // commands wait in order.
   void BeginOpening();
 
   // 1 while the link is open, 0 otherwise.
@@ -86,17 +90,25 @@ class DBusStatusLink : public StatusLink {
   // Connects and asks; true when the host's name has an owner. No
   // connection is left behind when false.
   bool Connect(int timeout_milliseconds) const;
-  // Takes BeginOpening's outcome, waiting for it if need be, and sends the
-  // commands that waited for it.
+  // Starts the thread that BeginOpening asked for, unless it runs already.
+  // Once the link is made, that thread sends the commands that waited.
+  void Launch();
+  // Takes BeginOpening's outcome, waiting for it (and so for the commands
+  // that waited) if need be.
   void FinishOpening();
+  // One status call, waiting at most `timeout_milliseconds` for the answer.
+  void Send(std::string_view command, int timeout_milliseconds) const;
   void Disconnect();
 
   std::string bus_name_;
   std::string connection_name_;  // unique per link, for Qt's connection table
   int link_mode_ = 0;
   int link_timeout_ = kDefaultLinkTimeout;
+  bool launch_pending_ = false;       // BeginOpening's thread is yet to start
   std::future<bool> opening_;         // BeginOpening's outcome, until taken
-  std::vector<std::string> waiting_;  // commands given before it was taken
+  std::mutex waiting_mutex_;          // guards the two below, shared with that thread
+  std::vector<std::string> waiting_;  // commands given before the link was made
+  bool waiting_taken_ = false;        // that thread has sent them and is done
   QObject window_thread_;             // where the outcome is taken
 };
 

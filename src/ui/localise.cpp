@@ -22,8 +22,6 @@
 namespace mi {
 namespace {
 
-constexpr std::string_view kDefaultFont = "Arial";
-
 // The text number of a tag that marks a localised text: it begins with a
 // capital "L"; every L letter (either case) is removed and the rest is the
 // number.
@@ -78,11 +76,11 @@ void SetFontName(QWidget* window, std::string_view font_name) {
 void PrepareFonts() {
   (void)QFontDatabase::families();
   (void)QFontInfo(QGuiApplication::font()).family();
-  (void)QFontInfo(QFont(Q(kDefaultFont))).family();
+  (void)QFontInfo(QFont(Q(kDefaultFontName))).family();
 }
 
 void LocaliseForm(QWidget* window, const LanguageModule* language, std::string_view font_name) {
-  SetFontName(window, font_name.empty() ? kDefaultFont : font_name);
+  SetFontName(window, font_name.empty() ? kDefaultFontName : font_name);
   if (language == nullptr) return;
   const auto text_of = [language](const QWidget* widget) -> std::optional<std::string> {
     const std::optional<int32_t> number = TagNumber(widget);

@@ -29,11 +29,15 @@ inline constexpr const char* kTagProperty = "Tag";
 // the texts of the tagged ones.
 void LocaliseForm(QWidget* window, const LanguageModule* language, std::string_view font_name = "");
 
-// Fills Qt's font database and finds the fonts that the application's and
-// the windows' default families come to, so that the first window's layout
-// finds them ready. Safe on any thread once the application object exists
-// (Qt's font database is thread-safe).
+// Fills Qt's font database and the lists of fallback fonts of the
+// application's and the windows' default families, which every thread
+// shares, so that the first window's layout finds them ready. Safe on any
+// thread once the application object exists (Qt's font database is
+// thread-safe).
 void PrepareFonts();
+
+// The family of every form whose language names none.
+inline constexpr std::string_view kDefaultFontName = "Arial";
 
 // Sets the font name of `window` and of every control on it, keeping sizes.
 void SetFontName(QWidget* window, std::string_view font_name);

@@ -28,7 +28,7 @@ QAccessibleInterface* PictureAccessible(const QString& class_name, QObject* obje
 
 }  // namespace
 
-PictureBox::PictureBox(QWidget* parent) : QWidget(parent), renderer_(new QSvgRenderer(this)) {
+PictureBox::PictureBox(QWidget* parent) : QWidget(parent) {
   static const bool installed = [] {
     QAccessible::installFactory(PictureAccessible);
     return true;
@@ -40,14 +40,19 @@ PictureBox::PictureBox(QWidget* parent) : QWidget(parent), renderer_(new QSvgRen
 PictureBox::~PictureBox() = default;
 
 bool PictureBox::LoadPicture(int id) {
-  const std::optional<QByteArray> drawing = PictureResource(id);
-  if (!drawing || !renderer_->load(*drawing)) return false;
+  std::optional<QByteArray> drawing = PictureResource(id);
+  if (!drawing) return false;
+  drawing_ = std::move(*drawing);
+  delete renderer_;
+  renderer_ = nullptr;
   picture_ = id;
   update();
   return true;
 }
 
 void PictureBox::paintEvent(QPaintEvent*) {
+  if (picture_ == 0) return;
+  if (renderer_ == nullptr) renderer_ = new QSvgRenderer(drawing_, this);
   if (!renderer_->isValid()) return;
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);

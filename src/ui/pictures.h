@@ -26,7 +26,8 @@ class PictureBox : public QWidget {
   ~PictureBox() override;
 
   // Shows drawing `id`; a number without a drawing leaves the picture as it
-  // is and gives false.
+  // is and gives false. The drawing is read when it is first painted, so
+  // that a window shows up without waiting for its pictures.
   bool LoadPicture(int id);
   // The number of the drawing shown; 0 for none.
   int picture() const { return picture_; }
@@ -37,7 +38,8 @@ class PictureBox : public QWidget {
   void paintEvent(QPaintEvent* event) override;
 
  private:
-  QSvgRenderer* renderer_;
+  QByteArray drawing_;
+  QSvgRenderer* renderer_ = nullptr;  // made from drawing_ when first painted
   int picture_ = 0;
 };
 

@@ -93,6 +93,13 @@ frmAccuSensorComplete::frmAccuSensorComplete(WizardHost& host, QWidget* parent)
   setObjectName("frmAccuSensorComplete");
   setWindowTitle(QString::fromUtf8("Messgeräte-Import"));
   SetTag(this, kTextWizardCaption);
+  // The controls are made in the family the form ends with: a control that
+  // measures its text while it is made (a group box's title) would otherwise
+  // load a font of another family first, and each family costs a search
+  // through every installed font.
+  QFont form_font = font();
+  form_font.setFamily(Q(kDefaultFontName));
+  setFont(form_font);
   Build();
   TellActivation(this);
 }

@@ -184,8 +184,8 @@ TEST_F(StatusLinkTest, ClosingUsesTheShortTimeoutAndPutsLinkTimeoutBack) {
   EXPECT_EQ(HostLines(1), Lines{"STATUS|marker"});
 }
 
-// The start-up has the link made while it builds the window: commands given
-// meanwhile wait in order and go out once the link is made, taken by the
+// The start-up has the link made once its window is on the screen: commands
+// given before wait in order and go out once the link is made, taken by the
 // event loop or by the Close that ends the module first. A link being made
 // that finds no host drops them.
 TEST_F(StatusLinkTest, CommandsWaitInOrderWhileTheLinkIsMade) {
@@ -193,7 +193,8 @@ TEST_F(StatusLinkTest, CommandsWaitInOrderWhileTheLinkIsMade) {
   const auto bus = static_cast<pid_t>(bus_.processId());
   DBusStatusLink by_event_loop, by_close;
   ASSERT_EQ(::kill(bus, SIGSTOP), 0);  // the link cannot be made before the commands
-  for (DBusStatusLink* link : {&by_event_loop, &by_close}) link->BeginOpening();
+  by_event_loop.BeginOpening();
+  by_close.BeginOpening();
   by_event_loop.Execute("STATUS|1");
   by_event_loop.Execute("STATUS|2");
   EXPECT_TRUE(by_event_loop.Open());
@@ -215,6 +216,26 @@ TEST_F(StatusLinkTest, CommandsWaitInOrderWhileTheLinkIsMade) {
   EXPECT_EQ(no_host.LinkMode(), 0);
   SendMarker("STATUS|marker");
   EXPECT_EQ(HostLines(4), (Lines{"STATUS|3", "STATUS|1", "STATUS|2", "STATUS|marker"}));
+}
+
+// The commands that waited for the link go out from the link's own thread: a
+// host that does not answer them keeps the window thread waiting for
+// nothing. (Sent from the window thread, the link would be open by the time
+// the host has the command, its event loop held up inside the call.)
+TEST_F(StatusLinkTest, AHostSlowToAnswerTheWaitingCommandsHoldsNothingUp) {
+  StartHost({"--never-answer"});
+  DBusStatusLink link;
+  link.SetLinkTimeout(20);
+  link.BeginOpening();
+  link.Execute("STATUS|first");
+  link.Execute("STATUS|second");
+  EXPECT_TRUE(Eventually([&] {
+    QCoreApplication::processEvents();
+    return HostLines(0) == Lines{"STATUS|first"};
+  }));
+  EXPECT_EQ(link.LinkMode(), 0);  // the link's thread is still waiting for the answer
+  link.Close();
+  EXPECT_EQ(HostLines(2), (Lines{"STATUS|first", "STATUS|second"}));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
+#include <QtSvg/QSvgRenderer>
 #include <QtTest/QTest>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QCheckBox>
@@ -21,6 +22,7 @@
 
 #include "app/meterimport-batch/batch.h"
 #include "profile/meter_profile.h"
+#include "shell/meter_catalogue.h"
 #include "support/hive_damage.h"
 #include "support/import_golden.h"
 #include "support/memory_file_store.h"
@@ -170,6 +172,19 @@ TEST_F(WizardTest, EveryNamedControlIsThere) {
   }
   for (const char* name : {"vsawk", "lbMeters", "status"}) {
     EXPECT_NE(main->findChild<QObject*>(name), nullptr) << name;
+  }
+}
+
+// The drawings are read only when first painted, so a broken one would show
+// as an empty box without any other sign.
+TEST(Pictures, EveryMeterHasADrawingOfTheMeterAndOfItsStepsThatCanBeRead) {
+  for (const CatalogueEntry& meter : MeterCatalogue()) {
+    for (const int id : {meter.meter_id + 100, meter.meter_id + 1100}) {
+      const std::optional<QByteArray> drawing = PictureResource(id);
+      ASSERT_TRUE(drawing) << id;
+      const QSvgRenderer renderer(*drawing);
+      EXPECT_TRUE(renderer.isValid() && !renderer.defaultSize().isEmpty()) << id;
+    }
   }
 }
 

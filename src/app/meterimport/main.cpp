@@ -4,8 +4,9 @@
 
 #include <fontconfig/fontconfig.h>
 #include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
 #include <QtWidgets/QApplication>
-#include <latch>
 #include <thread>
 
 #include <cstdio>
@@ -52,22 +53,18 @@ int main(int argc, char** argv) {
     return 0;
   }
 
-  // The fonts are made ready on a second processor while the rest starts:
-  // the wizard's first layout needs them, and they are the longest part of
-  // the start-up. First the font configuration (every configuration file,
-  // the caches of every font folder), which the window thread waits for
-  // before it builds a window; then, once the application object exists,
-  // Qt's font database and the fonts of the default families, while the
-  // window thread reads the settings and the texts (it takes them as they
-  // are when it needs them: the database is thread-safe).
-  std::latch configuration_read(1);
-  std::latch application_made(1);
-  std::thread fonts([&] {
-    pthread_setname_np(pthread_self(), "fonts");
+  // The font configuration (every configuration file, the caches of every
+  // font folder) is the longest single part of the start-up. It is read from
+  // the start on a thread of the lowest priority, which uses the time in
+  // which the window thread waits for the X server without taking the
+  // processor from either. Should it not have finished when the fonts are
+  // needed (a machine busy with other work), whoever needs them reads the
+  // configuration again: fontconfig allows two threads at it at once and
+  // keeps the first that is complete.
+  std::thread configuration([] {
+    pthread_setname_np(pthread_self(), "fontconfig");
+    setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 19);
     FcInit();
-    configuration_read.count_down();
-    application_made.wait();
-    mi::PrepareFonts();
   });
   // The session bus is looked at before the first Qt object, whose
   // accessibility bridge talks to it: a bus that is missing or does not
@@ -80,17 +77,24 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName("meterimport");
   QApplication::setApplicationDisplayName("meterimport");
   mi::ScopedQtEventPump pump;
-  application_made.count_down();
+  // Qt's font database and the default families' fallbacks, on the second
+  // processor while the window thread reads the settings and the texts; it
+  // takes them as they are when it needs them (the database is thread-safe).
+  std::thread fonts([] {
+    pthread_setname_np(pthread_self(), "fonts");
+    mi::PrepareFonts();
+  });
 
-  // The link to the diary is made while the window is built: status
-  // commands given before it is made wait, in order, and go out as soon as
-  // it is (from the event loop, or at the next command).
+  // The link to the diary is made on a thread of its own once the window is
+  // on the screen: status commands given before it is made wait, in order,
+  // and go out as soon as it is (from the event loop, or at the next
+  // command).
   mi::DBusStatusLink link;
   link.BeginOpening();
-  configuration_read.wait();
   mi::frmMain start_up(mi::ImportEnvironment::OfThisProgram(argv[0]), mi::DesktopServices(), link);
   start_up.Load(command_line);
   if (!start_up.finished()) QApplication::exec();
   fonts.join();
+  configuration.join();
   return 0;
 }
