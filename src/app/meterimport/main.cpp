@@ -87,8 +87,7 @@ int main(int argc, char** argv) {
 
   // The link to the diary is made on a thread of its own once the window is
   // on the screen: status commands given before it is made wait, in order,
-  // and go out as soon as it is (from the event loop, or at the next
-  // command).
+  // and that thread sends them as soon as it is.
   mi::DBusStatusLink link;
   link.BeginOpening();
   mi::frmMain start_up(mi::ImportEnvironment::OfThisProgram(argv[0]), mi::DesktopServices(), link);
