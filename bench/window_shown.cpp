@@ -1,27 +1,31 @@
 // window_shown CLASS DEADLINE_MS COMMAND [ARGS...]: starts COMMAND and prints
-// the milliseconds from its start until the X server maps a top-level window
-// whose WM_CLASS names CLASS, then the processor time its threads had used
-// by then and that of its main thread alone (milliseconds, from
+// four figures in milliseconds: the time from its start until the X server
+// maps a top-level window whose WM_CLASS names CLASS, the processor time its
+// threads had used by then and that of its main thread alone (from
 // /proc/PID/task/*/schedstat: less at the mercy of other load than the
-// first), then ends it (SIGTERM) and waits for it. It
-// watches the server's events instead of polling, so that the measurement
-// takes no processor time from the program it measures. Exit status 0 when
-// the window came, 1 when it did not come within DEADLINE_MS (nothing is
-// printed then), 2 usage or no X server.
+// first), and the time until the first drawing into that window reaches the
+// server (the X DAMAGE extension): what a person sees of the window. Then it
+// ends the program (SIGTERM) and waits for it. It watches the server's events
+// instead of polling, so that the measurement takes no processor time from
+// the program it measures. Exit status 0 when the window came and was drawn,
+// 1 when that did not happen within DEADLINE_MS (nothing is printed then), 2
+// usage, no X server or no DAMAGE extension.
 
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <xcb/damage.h>
 #include <xcb/xcb.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -64,6 +68,10 @@ std::pair<double, double> ProcessorMilliseconds(pid_t pid) {
   return {total, main_thread};
 }
 
+double Milliseconds(std::chrono::steady_clock::duration elapsed) {
+  return std::chrono::duration<double, std::milli>(elapsed).count();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -78,6 +86,19 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "window_shown: no X server\n");
     return 2;
   }
+  const xcb_query_extension_reply_t* damage = xcb_get_extension_data(x, &xcb_damage_id);
+  std::unique_ptr<xcb_damage_query_version_reply_t, decltype(&std::free)> version(
+      damage != nullptr && damage->present != 0
+          ? xcb_damage_query_version_reply(
+                x, xcb_damage_query_version(x, XCB_DAMAGE_MAJOR_VERSION, XCB_DAMAGE_MINOR_VERSION),
+                nullptr)
+          : nullptr,
+      &std::free);
+  if (!version) {
+    std::fprintf(stderr, "window_shown: the X server has no DAMAGE extension\n");
+    return 2;
+  }
+  const uint8_t damage_notify = damage->first_event + XCB_DAMAGE_NOTIFY;
   const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(x)).data->root;
   const uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
   xcb_change_window_attributes(x, root, XCB_CW_EVENT_MASK, &mask);
@@ -92,29 +113,45 @@ int main(int argc, char** argv) {
     std::perror(argv[3]);
     _exit(127);
   }
+  // Every top-level window is watched for drawing from its creation: a
+  // program draws only after its window is mapped and exposed, long after
+  // the server has told of its creation, so no drawing is missed.
+  std::set<xcb_window_t> mapped;
+  double mapped_at = -1;
+  std::pair<double, double> used{};
   int status = 1;
-  for (;;) {
+  bool painted = false;
+  while (!painted) {
     const auto left = deadline - (std::chrono::steady_clock::now() - start);
     if (left <= std::chrono::milliseconds(0)) break;
     pollfd fd{xcb_get_file_descriptor(x), POLLIN, 0};
     poll(&fd, 1, static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count()));
-    bool shown = false;
     while (xcb_generic_event_t* event = xcb_poll_for_event(x)) {
-      if ((event->response_type & 0x7f) == XCB_MAP_NOTIFY) {
+      const uint8_t type = event->response_type & 0x7f;
+      if (type == XCB_CREATE_NOTIFY) {
+        const auto* created = reinterpret_cast<xcb_create_notify_event_t*>(event);
+        xcb_damage_create(x, xcb_generate_id(x), created->window,
+                          XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+        xcb_flush(x);
+      } else if (type == XCB_MAP_NOTIFY) {
         const auto* map = reinterpret_cast<xcb_map_notify_event_t*>(event);
-        shown = shown || HasClass(x, map->window, wanted);
+        if (HasClass(x, map->window, wanted)) {
+          if (mapped.empty()) {
+            mapped_at = Milliseconds(std::chrono::steady_clock::now() - start);
+            used = ProcessorMilliseconds(child);
+          }
+          mapped.insert(map->window);
+        }
+      } else if (type == damage_notify) {
+        const auto* drawn = reinterpret_cast<xcb_damage_notify_event_t*>(event);
+        if (!painted && mapped.count(drawn->drawable) != 0) {
+          const double painted_at = Milliseconds(std::chrono::steady_clock::now() - start);
+          std::printf("%.1f %.1f %.1f %.1f\n", mapped_at, used.first, used.second, painted_at);
+          painted = true;
+          status = 0;
+        }
       }
       std::free(event);
-    }
-    if (shown) {
-      const auto elapsed = std::chrono::steady_clock::now() - start;
-      const auto [used, main_thread] = ProcessorMilliseconds(child);
-      std::printf("%lld %.1f %.1f\n",
-                  static_cast<long long>(
-                      std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count()),
-                  used, main_thread);
-      status = 0;
-      break;
     }
     if (xcb_connection_has_error(x)) break;
   }
