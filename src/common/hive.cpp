@@ -214,6 +214,7 @@ class Hive::Statement {
 class Hive::Change {
  public:
   explicit Change(Hive& hive) : hive_(hive), nested_(hive.connection().depth > 0) {
+    hive_.EndHeldRead();
     hive_.Wait(true);
     started_ = hive_.Run(nested_ ? "SAVEPOINT change" : "BEGIN IMMEDIATE");
     if (!started_) {
@@ -254,10 +255,20 @@ class Hive::Change {
 
 // A read of several statements as one read transaction, unless one runs
 // already: the file is locked and checked once, not for each statement.
+// While a ReadsTogether lives, the transaction begun here is left running
+// for the reads that follow.
 class Hive::ReadSnapshot {
  public:
-  explicit ReadSnapshot(Hive& hive)
-      : hive_(hive), active_(sqlite3_get_autocommit(hive.db()) != 0 && hive.Run("BEGIN")) {}
+  explicit ReadSnapshot(Hive& hive) : hive_(hive) {
+    if (sqlite3_get_autocommit(hive.db()) == 0 || !hive.Run("BEGIN")) return;
+    Connection& c = hive.connection();
+    if (c.read_holds == 0) {
+      active_ = true;
+      return;
+    }
+    c.held_read = true;
+    ++c.generation;
+  }
   ~ReadSnapshot() {
     if (active_) hive_.Run("COMMIT");
   }
@@ -266,7 +277,7 @@ class Hive::ReadSnapshot {
 
  private:
   Hive& hive_;
-  bool active_;
+  bool active_ = false;
 };
 
 int32_t DwordValue(std::string_view data) {
@@ -303,6 +314,7 @@ Hive::~Hive() {
   FinalizeKept();
   if (host_) {
     if (open_ && host_->own_.db && host_->own_.depth == 0) {
+      host_->EndHeldRead();
       Exec(std::string("DETACH DATABASE ") + kAttachedSchema);
     }
   } else if (own_.db) {
@@ -381,6 +393,18 @@ void Hive::FinalizeKept() {
   kept_.clear();
 }
 
+void Hive::EndHeldRead() {
+  Connection& c = connection();
+  if (!c.held_read) return;
+  c.held_read = false;
+  if (c.db != nullptr && sqlite3_get_autocommit(c.db) == 0) Run("COMMIT");
+}
+
+bool Hive::InTransaction() const {
+  const Connection& c = connection();
+  return c.depth > 0 || c.held_read;
+}
+
 void Hive::Wait(bool writing) {
   sqlite3_busy_timeout(db(), writing ? kWriteBusyMs : kReadBusyMs);
 }
@@ -441,6 +465,7 @@ bool Hive::OpenOwn(bool for_writing) {
   GuardSqliteOpens();
   if (own_.db) {  // open for reading; now for writing
     if (own_.depth > 0) return Fail(Describe() + " cannot be written (opened for reading)");
+    EndHeldRead();
     FinalizeKept();
     sqlite3_close_v2(own_.db);
     own_.db = nullptr;
@@ -490,6 +515,7 @@ bool Hive::Attach() {
   if (!host_->Open(true)) return Fail(host_->LastError());
   Connection& c = connection();
   if (c.depth > 0) return Fail("cannot join " + Describe() + " to a running transaction");
+  host_->EndHeldRead();
   bool exists = false;
   if (auto refused = RefusedFile(file_, exists)) {
     SetProblem(refused->kind, std::move(refused->reason));
@@ -583,7 +609,8 @@ bool Hive::EnsureSchema() {
 std::string_view Hive::CachedStart(std::string_view key_path, int64_t& id) const {
   const Connection& c = connection();
   id = 0;
-  if (c.depth == 0 || cached_generation_ != c.generation || !key_path.starts_with(cached_path_) ||
+  if (!InTransaction() || cached_generation_ != c.generation ||
+      !key_path.starts_with(cached_path_) ||
       (key_path.size() > cached_path_.size() && key_path[cached_path_.size()] != '\\')) {
     return key_path;
   }
@@ -593,7 +620,7 @@ std::string_view Hive::CachedStart(std::string_view key_path, int64_t& id) const
 
 void Hive::Remember(std::string_view key_path, int64_t id) {
   const Connection& c = connection();
-  if (c.depth == 0) return;  // another program may change the hive between two calls
+  if (!InTransaction()) return;  // another program may change the hive between two calls
   cached_path_ = key_path;
   cached_id_ = id;
   cached_generation_ = c.generation;
@@ -884,6 +911,7 @@ bool Hive::Begin() {
   if (!Open(true)) return false;
   Connection& c = connection();
   if (c.depth == 0) {
+    EndHeldRead();
     Wait(true);
     if (!Run("BEGIN IMMEDIATE")) return SqlFailed(false);
     ++c.generation;

@@ -126,6 +126,24 @@ class Hive {
   // damaged file whose keys loop sets problem().
   std::optional<std::vector<HiveKeyNode>> Subtree(std::string_view key_path);
 
+  // While one lives, the reads of the hive run as one read transaction: the
+  // file is locked and checked once, not for each read, and a key found once
+  // is not looked up again. For a burst of reads (a meter's profile, the
+  // ports); another program that changes the hive meanwhile waits for its
+  // end. A change of this hive in between ends the shared read first.
+  class ReadsTogether {
+   public:
+    explicit ReadsTogether(Hive& hive) : hive_(hive) { ++hive_.connection().read_holds; }
+    ~ReadsTogether() {
+      if (--hive_.connection().read_holds == 0) hive_.EndHeldRead();
+    }
+    ReadsTogether(const ReadsTogether&) = delete;
+    ReadsTogether& operator=(const ReadsTogether&) = delete;
+
+   private:
+    Hive& hive_;
+  };
+
   // Groups the following changes into one transaction (for importing files).
   bool Begin();
   bool Commit();
@@ -142,6 +160,8 @@ class Hive {
     bool writable = false;
     int depth = 0;            // Begin() calls not yet ended
     uint64_t generation = 1;  // changes whenever keys found earlier may be gone
+    int read_holds = 0;       // ReadsTogether alive
+    bool held_read = false;   // the read transaction they share is running
   };
   class Change;
   class ReadSnapshot;
@@ -184,6 +204,11 @@ class Hive {
   // Before the connection closes or the hive is detached.
   void FinalizeKept();
   bool Fail(std::string message);
+  // Ends the read transaction of ReadsTogether, if one runs (before a
+  // change, a close, an attach, and at the end of the last ReadsTogether).
+  void EndHeldRead();
+  // Keys found earlier may be used: a transaction, or a held read, runs.
+  bool InTransaction() const;
 
   std::optional<int64_t> FindKey(std::string_view key_path, std::string* stored_path = nullptr);
   std::optional<int64_t> EnsureKey(std::string_view key_path, std::string_view class_name,

@@ -75,6 +75,17 @@ class SettingsStore {
 
   Hive& hive(Root root) { return root == Root::kMachine ? machine_ : user_; }
 
+  // While one lives, the reads of both hives run as bursts: each hive is
+  // locked once and each key looked up once (see Hive::ReadsTogether).
+  class ReadsTogether {
+   public:
+    explicit ReadsTogether(SettingsStore& store) : machine_(store.machine_), user_(store.user_) {}
+
+   private:
+    Hive::ReadsTogether machine_;
+    Hive::ReadsTogether user_;
+  };
+
   // One line for each hive found unusable since the last call, each hive at
   // most once: which root, which file and why its settings are not used
   // ("the settings of HKEY_CURRENT_USER are not used: the hive /x/user.hive

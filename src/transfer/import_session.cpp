@@ -82,6 +82,7 @@ bool ImportSession::Start(std::string_view command_line, std::string* err) {
 }
 
 const MeterProfile& ImportSession::LoadProfile() {
+  const SettingsStore::ReadsTogether burst(settings_);
   LoadMeterProfile(profile_, settings_, shell_.MeterKey(), shell_.language(), context().MeterID,
                    environment_.program_file, environment_.decimal_separator,
                    shell_.LanguageName());

@@ -95,6 +95,7 @@ void WizardFlow::Go() {
 
 bool WizardFlow::ListPorts() {
   std::optional<PortProbe> refused;  // the first port this user may not open
+  const SettingsStore::ReadsTogether burst(session_.settings());
   const bool found = ports_.Fill("", kHighestPort, session_.port(), [&](int16_t port) {
     PortProbe probe = session_.ProbePort(port);
     if (probe.state == PortState::kNoPermission && !refused) refused = probe;

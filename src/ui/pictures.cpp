@@ -6,6 +6,8 @@
 #include <QtSvg/QSvgRenderer>
 #include <QtWidgets/QAccessibleWidget>
 
+#include <future>
+
 namespace mi {
 
 std::optional<QByteArray> PictureResource(int id) {
@@ -28,6 +30,23 @@ QAccessibleInterface* PictureAccessible(const QString& class_name, QObject* obje
 
 }  // namespace
 
+QImage RenderPicture(const QByteArray& drawing, QSize pixels, qreal ratio) {
+  QSvgRenderer renderer(drawing);
+  if (!renderer.isValid() || pixels.isEmpty()) return QImage();
+  QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+  image.fill(Qt::transparent);
+  image.setDevicePixelRatio(ratio);
+  QPainter painter(&image);
+  painter.setRenderHint(QPainter::Antialiasing);
+  const QSizeF area = QSizeF(pixels) / ratio;
+  QSizeF size = renderer.defaultSize();
+  size.scale(area, Qt::KeepAspectRatio);
+  renderer.render(&painter, QRectF(QPointF((area.width() - size.width()) / 2,
+                                           (area.height() - size.height()) / 2),
+                                   size));
+  return image;
+}
+
 PictureBox::PictureBox(QWidget* parent) : QWidget(parent) {
   static const bool installed = [] {
     QAccessible::installFactory(PictureAccessible);
@@ -43,23 +62,31 @@ bool PictureBox::LoadPicture(int id) {
   std::optional<QByteArray> drawing = PictureResource(id);
   if (!drawing) return false;
   drawing_ = std::move(*drawing);
-  delete renderer_;
-  renderer_ = nullptr;
   picture_ = id;
+  if (testAttribute(Qt::WA_Resized) || isVisible()) Prepare();
   update();
   return true;
 }
 
+void PictureBox::Prepare() {
+  if (picture_ == 0 || size().isEmpty()) return;
+  const qreal ratio = devicePixelRatioF();
+  const QSize pixels = (QSizeF(size()) * ratio).toSize();
+  if (rendering_ && rendering_->picture == picture_ && rendering_->pixels == pixels) return;
+  rendering_ = Rendering{picture_, pixels, ratio,
+                         std::async(std::launch::async, RenderPicture, drawing_, pixels, ratio)};
+}
+
+void PictureBox::resizeEvent(QResizeEvent*) {
+  Prepare();
+}
+
 void PictureBox::paintEvent(QPaintEvent*) {
-  if (picture_ == 0) return;
-  if (renderer_ == nullptr) renderer_ = new QSvgRenderer(drawing_, this);
-  if (!renderer_->isValid()) return;
-  QPainter painter(this);
-  painter.setRenderHint(QPainter::Antialiasing);
-  QSizeF size = renderer_->defaultSize();
-  size.scale(QSizeF(this->size()), Qt::KeepAspectRatio);
-  const QRectF target(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size);
-  renderer_->render(&painter, target);
+  Prepare();  // the screen's scale may have changed
+  if (!rendering_) return;
+  const QImage& image = rendering_->image.get();
+  if (image.isNull()) return;
+  QPainter(this).drawImage(QPointF(0, 0), image);
 }
 
 }  // namespace mi

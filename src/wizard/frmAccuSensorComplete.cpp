@@ -33,6 +33,9 @@ namespace mi {
 namespace {
 
 constexpr int kAnimationMs = 120;
+// The latest moment after Form_Load at which the meter control is created
+// when the window has not been painted by then.
+constexpr int kControlLatestMs = 1000;
 // The item data role under which a port list entry keeps its port number.
 constexpr int kPortRole = Qt::UserRole;
 // The wizard picture of a meter: its number + 1100.
@@ -413,15 +416,28 @@ void frmAccuSensorComplete::Form_Load() {
   LocaliseForm(this, host_.session().shell().language());
   SetAccessibleTexts();
   // The meter module's tables, with which the control is created, are set up
-  // as soon as the window is on the screen: loading the control's library
-  // (and the simulated control's meter memory) would hold the window up
-  // longer than anything else of the start-up. A reading that comes first
-  // creates it itself. (Its reads tell their progress to the reading, which
-  // hands it to ShowReading.)
-  QTimer::singleShot(0, this, [this] {
-    host_.session().Control();
-    host_.session().TellNotices();
-  });
+  // once the window has been painted: loading the control's library (and the
+  // simulated control's meter memory) would hold the window up longer than
+  // anything else of the start-up. A window that is not painted soon (inside
+  // a diary window that is not on the screen) gets it a little later; a
+  // reading that comes first creates it itself. (Its reads tell their
+  // progress to the reading, which hands it to ShowReading.)
+  QTimer::singleShot(kControlLatestMs, this, [this] { PrepareControl(); });
+}
+
+void frmAccuSensorComplete::PrepareControl() {
+  if (control_prepared_) return;
+  control_prepared_ = true;
+  host_.session().Control();
+  host_.session().TellNotices();
+}
+
+void frmAccuSensorComplete::paintEvent(QPaintEvent*) {
+  // The window is painted before its controls and put on the screen right
+  // after them: what is posted now comes after that.
+  if (painted_) return;
+  painted_ = true;
+  QTimer::singleShot(0, this, [this] { PrepareControl(); });
 }
 
 void frmAccuSensorComplete::init() {

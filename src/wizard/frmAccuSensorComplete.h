@@ -99,6 +99,7 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
  protected:
   void closeEvent(QCloseEvent* event) override;
   void changeEvent(QEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
 
  private:
   // WizardView.
@@ -131,10 +132,14 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
   void ShowScreen(QWidget* screen);
   std::string Text(int16_t id) const;
   QWidget* NewScreen(const char* name);
+  // Creates the meter control, once (see Form_Load).
+  void PrepareControl();
 
   WizardHost& host_;
   WizardFlow flow_;
   bool unloaded_ = false;
+  bool control_prepared_ = false;
+  bool painted_ = false;
 
   SerialControl* meter_;
   SerialLink serial_link_;

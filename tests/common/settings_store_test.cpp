@@ -226,5 +226,36 @@ TEST(HiveKeys, EveryReadLetsGoOfTheHiveAndTheNextReadSeesOtherChanges) {
   EXPECT_FALSE(reader.problem());
 }
 
+TEST(HiveKeys, ReadsTogetherHoldTheHiveUntilTheirEndOrAChangeAndForgetKeysAChangeRemoved) {
+  TestHives h;
+  h.SetUserText("A\\B", "v", "1");
+  h.SetUserText("A\\C", "v", "1");
+  {
+    const SettingsStore::ReadsTogether burst(h.store);
+    EXPECT_EQ(h.store.ReadUser("A\\B", "v", ""), "1");
+    EXPECT_TRUE(h.store.KeyExists(Root::kUser, "A\\C"));
+    EXPECT_FALSE(HiveLock(h.paths.user).locked()) << "the reads do not share one lock";
+    // A change inside the burst lets go of the shared read first.
+    EXPECT_TRUE(h.store.WriteSetting(Root::kUser, "A\\B", "v", "2"));
+    EXPECT_TRUE(h.store.hive(Root::kUser).DeleteKey("A\\C"));
+    EXPECT_TRUE(HiveLock(h.paths.user).locked());
+    EXPECT_EQ(h.store.ReadUser("A\\B", "v", ""), "2");
+    EXPECT_FALSE(h.store.KeyExists(Root::kUser, "A\\C"));
+  }
+  EXPECT_TRUE(HiveLock(h.paths.user).locked()) << "the end of the burst still holds the hive";
+  // Between two bursts another program changes the hive: the next sees it.
+  h.SetUserText("A\\B", "v", "3");
+  {
+    const SettingsStore::ReadsTogether burst(h.store);
+    EXPECT_TRUE(h.store.KeyExists(Root::kUser, "A\\B"));
+  }
+  h.user_writer.DeleteKey("A\\B");
+  h.SetUserText("A\\D", "v", "5");  // takes the number the key had
+  h.SetUserText("A\\B", "w", "4");  // the same path, another key
+  const SettingsStore::ReadsTogether burst(h.store);
+  EXPECT_EQ(h.store.ReadUser("A\\B", "w", ""), "4");
+  EXPECT_FALSE(h.store.hive(Root::kUser).problem());
+}
+
 }  // namespace
 }  // namespace mi

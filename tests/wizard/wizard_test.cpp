@@ -188,6 +188,35 @@ TEST(Pictures, EveryMeterHasADrawingOfTheMeterAndOfItsStepsThatCanBeRead) {
   }
 }
 
+// The part of `shot` that differs from its top left corner (the ground).
+QRect DrawnPart(const QImage& shot) {
+  QRect drawn;
+  for (int y = 0; y < shot.height(); ++y) {
+    for (int x = 0; x < shot.width(); ++x) {
+      if (shot.pixel(x, y) != shot.pixel(0, 0)) drawn |= QRect(x, y, 1, 1);
+    }
+  }
+  return drawn;
+}
+
+TEST(Pictures, ABoxPaintsItsDrawingScaledToTheSizeItHasNow) {
+  PictureBox box;
+  box.resize(160, 200);
+  ASSERT_TRUE(box.LoadPicture(113));
+  // The drawing (160 x 200) fills the box; its shadow, the widest part, is
+  // 128 wide and starts 16 from the left.
+  const QRect large = DrawnPart(box.grab().toImage());
+  EXPECT_NEAR(large.left(), 16, 2);
+  EXPECT_NEAR(large.width(), 128, 4);
+  box.resize(80, 100);
+  const QRect small = DrawnPart(box.grab().toImage());
+  EXPECT_NEAR(small.left(), 8, 2);
+  EXPECT_NEAR(small.width(), 64, 4);
+  // A number without a drawing leaves the picture as it is.
+  EXPECT_FALSE(box.LoadPicture(1));
+  EXPECT_EQ(DrawnPart(box.grab().toImage()), small);
+}
+
 TEST_F(WizardTest, WithoutAMeterNumberTheModuleSaysSoAndEnds) {
   Start("");
   ASSERT_EQ(boxes.Texts(), std::vector<std::string>{"MeterID required !"});

@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
+#include <QtGui/QAccessible>
 #include <QtWidgets/QApplication>
 #include <thread>
 
@@ -77,6 +78,11 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName("meterimport");
   QApplication::setApplicationDisplayName("meterimport");
   mi::ScopedQtEventPump pump;
+  // Qt's accessibility bridge is made when the first control changes, and
+  // with a session bus it waits there for the bus daemon's answers (is a
+  // screen reader's bus there?). Made now, before the fonts thread below
+  // takes the second processor, the daemon gets one at once.
+  (void)QAccessible::isActive();
   // Qt's font database and the default families' fallbacks, on the second
   // processor while the window thread reads the settings and the texts; it
   // takes them as they are when it needs them (the database is thread-safe).
