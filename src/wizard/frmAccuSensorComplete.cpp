@@ -157,7 +157,8 @@ void frmAccuSensorComplete::Build() {
                          kTextIntro);
     layout->addWidget(lblintro_);
     layout->addStretch(1);
-    frameSetup_ = new QGroupBox(QString::fromUtf8("Einstellungen des Messgeräts"), contIntro_);
+    // Its caption comes in Form_Load (see there).
+    frameSetup_ = new QGroupBox(contIntro_);
     frameSetup_->setObjectName("frameSetup");
     SetTag(frameSetup_, kTextSetupFrame);
     auto* setup_layout = new QHBoxLayout(frameSetup_);
@@ -412,9 +413,14 @@ void frmAccuSensorComplete::Form_Load() {
                           contAnimation_, picSetup_}) {
     stack->addWidget(screen, 0, 0);
   }
+  // The first text measured waits for the font database, which is filled
+  // on another thread meanwhile: the group box's caption (measured as soon
+  // as it is set) and the room of the screens come as late as they can.
+  frameSetup_->setTitle(QString::fromUtf8("Einstellungen des Messgeräts"));
   InitFont();
   LocaliseForm(this, host_.session().shell().language());
   SetAccessibleTexts();
+  KeepRoomForTheScreens();
   // The meter module's tables, with which the control is created, are set up
   // once the window has been painted: loading the control's library (and the
   // simulated control's meter memory) would hold the window up longer than
@@ -763,10 +769,14 @@ void frmAccuSensorComplete::SetUpKeyboardAndSight() {
   // not offered (its caption then comes from the profile).
   SetTag(chkUseIRKey_, kTextIrKey);
   ShowLossLineReadable();
+}
+
+void frmAccuSensorComplete::KeepRoomForTheScreens() {
+  if (screens_ == nullptr) return;  // the form's font is set before the controls are made
   // Nothing is cut at the smallest size: the screens (their texts wrap)
   // keep the room that the longest of them needs at a width of about
-  // forty-five characters; a setup dialog inside adds what it needs to the
-  // window's smallest size through the layout.
+  // forty-five characters in the form's font; a setup dialog inside adds
+  // what it needs to the window's smallest size through the layout.
   const QFontMetrics metrics(font());
   auto* stack = static_cast<QGridLayout*>(screens_->layout());
   stack->setColumnMinimumWidth(0, 45 * metrics.averageCharWidth());
@@ -814,6 +824,7 @@ void frmAccuSensorComplete::ShowLossLineReadable() {
 
 void frmAccuSensorComplete::changeEvent(QEvent* event) {
   if (event->type() == QEvent::PaletteChange) ShowLossLineReadable();
+  if (event->type() == QEvent::FontChange) KeepRoomForTheScreens();
   QWidget::changeEvent(event);
 }
 

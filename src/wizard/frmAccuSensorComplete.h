@@ -116,10 +116,12 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
 
   void Build();
   // Keyboard, focus and what a screen reader tells: the help button's
-  // focus, the loss line's colour, the smallest size; the names of the
+  // focus, the loss line's colour; the names of the
   // controls without a caption (after the texts are localised); the focus
   // on the button that moves the work on.
   void SetUpKeyboardAndSight();
+  // The screens' smallest room, in the form's font.
+  void KeepRoomForTheScreens();
   void SetAccessibleTexts();
   void FollowTheWork(WizardScreen screen);
   void ComeBackToTheWayOn();

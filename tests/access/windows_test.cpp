@@ -414,6 +414,20 @@ TEST_P(WindowsTest, QtsOwnBoxesSpeakTheCatalogueLanguage) {
   EXPECT_EQ(faults, std::set<std::string>{});
 }
 
+// A larger font (a person's desktop setting, coming while the wizard is
+// open) makes the wizard's smallest size larger: nothing is cut at it.
+TEST_P(WindowsTest, ALargerFontMakesRoomForItself) {
+  Start(13);
+  const QSize before = wizard()->minimumSizeHint();
+  QFont larger = wizard()->font();
+  larger.setPointSizeF(larger.pointSizeF() * 1.5);
+  wizard()->setFont(larger);
+  QApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+  EXPECT_GT(wizard()->minimumSizeHint().height(), before.height() * 5 / 4);
+  Look("introduction, larger font");
+  EXPECT_EQ(faults, std::set<std::string>{});
+}
+
 INSTANTIATE_TEST_SUITE_P(Languages, WindowsTest, ::testing::Values("English", "Deutsch"));
 
 // ---- Keyboard and sight ----------------------------------------------------------
