@@ -80,6 +80,9 @@ class SettingsStore {
   class ReadsTogether {
    public:
     explicit ReadsTogether(SettingsStore& store) : machine_(store.machine_), user_(store.user_) {}
+    ~ReadsTogether() = default;  // its members end the shared reads
+    ReadsTogether(const ReadsTogether&) = delete;
+    ReadsTogether& operator=(const ReadsTogether&) = delete;
 
    private:
     Hive::ReadsTogether machine_;
