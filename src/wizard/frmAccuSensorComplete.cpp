@@ -441,9 +441,7 @@ void frmAccuSensorComplete::PrepareControl() {
 void frmAccuSensorComplete::paintEvent(QPaintEvent*) {
   // The window is painted before its controls and put on the screen right
   // after them: what is posted now comes after that.
-  if (painted_) return;
-  painted_ = true;
-  QTimer::singleShot(0, this, [this] { PrepareControl(); });
+  if (!control_prepared_) QTimer::singleShot(0, this, [this] { PrepareControl(); });
 }
 
 void frmAccuSensorComplete::init() {

@@ -141,7 +141,6 @@ class frmAccuSensorComplete : public QWidget, private WizardView {
   WizardFlow flow_;
   bool unloaded_ = false;
   bool control_prepared_ = false;
-  bool painted_ = false;
 
   SerialControl* meter_;
   SerialLink serial_link_;
